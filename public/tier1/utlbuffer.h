@@ -1,0 +1,171 @@
+#pragma once
+// CUtlBuffer: the growable byte buffer every document is read from and written to, with
+// a text mode, and CUtlCharConversion: the table-driven escape converter of quoted text.
+
+#include <cstdarg>
+
+#include "tier0/basetypes.h"
+
+// Escape conversion for delimited strings: an escape character, a delimiter, pairs of
+// (character, replacement) and the reverse table used when reading.
+class CUtlCharConversion
+{
+public:
+    struct ConversionArray_t
+    {
+        char m_nActualChar;
+        const char* m_pReplacementString;
+    };
+
+    CUtlCharConversion(char nEscapeChar, const char* pDelimiter, int nCount, const ConversionArray_t* pArray);
+    virtual ~CUtlCharConversion() = default;
+
+    char GetEscapeChar() const { return m_nEscapeChar; }
+    const char* GetDelimiter() const { return m_pDelimiter; }
+    int GetDelimiterLength() const { return m_nDelimiterLength; }
+    // The replacement written for c, or null when c is written as it is.
+    const char* GetConversionString(char c) const;
+    int GetConversionLength(char c) const;
+    int MaxConversionLength() const { return m_nMaxConversionLength; }
+
+    // Given the characters after an escape character (at most nLength of them), the
+    // character they stand for; *pLength receives how many they take. 0 when none.
+    virtual char FindConversion(const char* pString, int* pLength) = 0;
+
+protected:
+    struct ConversionInfo_t
+    {
+        int m_nLength;
+        const char* m_pReplacementString;
+    };
+
+    char m_nEscapeChar;
+    const char* m_pDelimiter;
+    int m_nDelimiterLength;
+    int m_nCount;
+    int m_nMaxConversionLength;
+    char m_pList[256];
+    ConversionInfo_t m_pReplacements[256];
+};
+
+// The backslash escapes of C strings ("\n", "\t", "\\", "\"" ...), delimiter '"'.
+CUtlCharConversion* GetCStringCharConversion();
+// No escapes: escape character DEL, delimiter '"'; its look-up never matches.
+CUtlCharConversion* GetNoEscCharConversion();
+
+class CUtlBuffer
+{
+public:
+    enum SeekType_t
+    {
+        SEEK_HEAD = 0,
+        SEEK_CURRENT = 1,
+        SEEK_TAIL = 2,
+    };
+
+    enum BufferFlags_t
+    {
+        TEXT_BUFFER = 0x1,
+        EXTERNAL_GROWABLE = 0x2, // external memory that may be copied into owned memory to grow
+        CONTAINS_CRLF = 0x4,
+        READ_ONLY = 0x8,
+        AUTO_TABS_DISABLED = 0x10,
+    };
+
+    enum ErrorBits_t
+    {
+        PUT_OVERFLOW = 0x1, // a write could not grow the buffer
+        GET_OVERFLOW = 0x2, // a read ran past the data: end of input
+    };
+
+    typedef bool (CUtlBuffer::*UtlBufferOverflowFunc_t)(int nSize);
+
+    // growSize 0: grow by half; positive: grow in multiples of it.
+    CUtlBuffer(int nGrowSize = 0, int nInitialSize = 0, int nFlags = 0);
+    // External memory: fixed unless EXTERNAL_GROWABLE is given; with READ_ONLY the bytes
+    // are the data to read (put position at the end).
+    CUtlBuffer(const void* pBuffer, int nSize, int nFlags = 0);
+    CUtlBuffer(const CUtlBuffer&) = delete;
+    CUtlBuffer& operator=(const CUtlBuffer&) = delete;
+    ~CUtlBuffer();
+
+    void SetBufferType(bool bIsText, bool bContainsCRLF);
+    void SetExternalBuffer(void* pMemory, int nSize, int nInitialPut, int nFlags = 0);
+    // Makes room for at least nSize bytes (text mode: plus its terminator).
+    bool EnsureCapacity(int nSize);
+    // Empties the buffer and clears the error state; memory is kept.
+    void Clear();
+    // Empties the buffer and releases owned memory.
+    void Purge();
+
+    // Reading.
+    char GetChar();
+    void Get(void* pMem, int nSize);
+    // The buffer's plain string read: up to the next NUL (text mode: white space ends it).
+    void GetString(char* pszDest, int nMaxChars);
+    void GetDelimitedString(CUtlCharConversion* pConv, char* pszDest, int nMaxChars = 0);
+    char GetDelimitedChar(CUtlCharConversion* pConv);
+    // Pointer to nMaxSize bytes at the get position plus nOffset, asking the read handler
+    // for more when needed; null when they cannot be had.
+    const void* PeekGet(int nMaxSize, int nOffset);
+    const void* PeekGet(int nOffset = 0) const;
+    void SeekGet(SeekType_t eType, int nOffset);
+    int TellGet() const { return m_Get; }
+    int GetBytesRemaining() const { return m_nMaxPut - m_Get; }
+    void EatWhiteSpace();
+    bool EatCPPComment();
+
+    // Writing.
+    void PutChar(char c);
+    void Put(const void* pMem, int nSize);
+    void PutString(const char* pszText);
+    void Printf(const char* pszFormat, ...) __attribute__((format(printf, 2, 3)));
+    void VaPrintf(const char* pszFormat, va_list args);
+    void* PeekPut(int nOffset = 0);
+    void SeekPut(SeekType_t eType, int nOffset);
+    int TellPut() const { return m_Put; }
+    int TellMaxPut() const { return m_nMaxPut; }
+    void PushTab() { ++m_nTab; }
+    void PopTab();
+    void EnableTabs(bool bEnable);
+
+    // State.
+    bool IsValid() const { return m_Error == 0; }
+    unsigned char GetErrorBits() const { return m_Error; }
+    void ClearErrorBits(unsigned char bits) { m_Error &= (unsigned char)~bits; }
+    unsigned char GetFlags() const { return m_Flags; }
+    bool IsText() const { return (m_Flags & TEXT_BUFFER) != 0; }
+    bool ContainsCRLF() const { return IsText() && (m_Flags & CONTAINS_CRLF) != 0; }
+    bool IsReadOnly() const { return (m_Flags & READ_ONLY) != 0; }
+    bool IsExternallyAllocated() const { return m_nGrowSize < 0 || (m_Flags & EXTERNAL_GROWABLE) != 0; }
+    bool IsGrowable() const { return m_nGrowSize >= 0 || (m_Flags & EXTERNAL_GROWABLE) != 0; }
+    const void* Base() const { return m_pMemory; }
+    void* Base() { return m_pMemory; }
+    int Size() const { return m_nAllocationCount; }
+    const char* String() const;
+
+    void SetOverflowFuncs(UtlBufferOverflowFunc_t pfnGetOverflow, UtlBufferOverflowFunc_t pfnPutOverflow);
+
+protected:
+    // Default handlers: writes grow the memory, reads fail.
+    bool PutOverflow(int nSize);
+    bool GetOverflow(int nSize);
+    bool CheckPut(int nSize);
+    bool CheckGet(int nSize);
+    bool CheckPeekGet(int nOffset, int nSize);
+    void AddNullTermination();
+    bool GrowMemory(int nNeeded);
+
+private:
+    unsigned char* m_pMemory = nullptr;
+    int m_nAllocationCount = 0;
+    int m_nGrowSize = 0; // negative: external fixed memory
+    int m_Get = 0;
+    int m_Put = 0;
+    int m_nMaxPut = 0;
+    int m_nTab = 0;
+    unsigned char m_Error = 0;
+    unsigned char m_Flags = 0;
+    UtlBufferOverflowFunc_t m_GetOverflowFunc;
+    UtlBufferOverflowFunc_t m_PutOverflowFunc;
+};
