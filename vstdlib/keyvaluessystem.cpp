@@ -1,0 +1,314 @@
+// The process-wide key-name table. Hits never take a lock: readers walk the buckets with
+// acquire loads, and an insert publishes the pooled text before the symbol that names it.
+
+#include "vstdlib/keyvaluessystem.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <new>
+
+#include "tier0/dbg.h"
+#include "vstdlib/strtools.h"
+
+// Emitted after the write lock is released, so a spew handler may intern names itself.
+struct CKeyValuesSystem::PoolReport_s
+{
+    enum EPoolReport
+    {
+        k_EPoolReportNone,
+        k_EPoolReportTooLong,
+        k_EPoolReportOutOfMemory,
+        k_EPoolReportOver75Percent,
+    };
+
+    EPoolReport m_eReport = k_EPoolReportNone;
+    uint32 m_unValue = 0;
+
+    void Emit() const;
+};
+
+void CKeyValuesSystem::PoolReport_s::Emit() const
+{
+    switch (m_eReport)
+    {
+        case k_EPoolReportNone:
+            break;
+        case k_EPoolReportTooLong:
+            AssertFmt(false, "CKeyValuesSystem::AddStringToPool: key name too long (%u chars)", m_unValue);
+            break;
+        case k_EPoolReportOutOfMemory:
+            AssertFmt(false, "CKeyValuesSystem::AddStringToPool: out of memory");
+            break;
+        case k_EPoolReportOver75Percent:
+            AssertFmt(false, "CKeyValuesSystem::AddStringToPool: over 75%% full (%u bytes left)", m_unValue);
+            break;
+    }
+}
+
+namespace
+{
+const char* SkipExpressionPrefix(const char* pszName)
+{
+    return (pszName && *pszName == '$') ? pszName + 1 : pszName;
+}
+} // namespace
+
+CKeyValuesSystem::CKeyValuesSystem()
+{
+    // Offset 0 of block 0 holds the empty name, so symbol 0 reads as "".
+    PoolReport_s report;
+    AssertFatal(BOpenNextPoolBlock(&report));
+    m_unPoolPos.store(1, std::memory_order_release);
+}
+
+CKeyValuesSystem::~CKeyValuesSystem()
+{
+    for (uint32 iBlock = 0; iBlock < m_cPoolBlocks; ++iBlock)
+        free(m_rgpPoolBlocks[iBlock].load(std::memory_order_relaxed));
+    while (m_pOverflowChunks)
+    {
+        OverflowChunk_s* pNext = m_pOverflowChunks->m_pNextChunk;
+        delete m_pOverflowChunks;
+        m_pOverflowChunks = pNext;
+    }
+}
+
+uint32 CKeyValuesSystem::HashName(const char* pszName, uint32* pcchName)
+{
+    // FNV-1a over the lower-cased bytes, then a finalizer so the low 14 bits (the
+    // bucket) depend on every character.
+    uint32 unHash = k_unHashSeed;
+    const char* pch = pszName;
+    for (; *pch; ++pch)
+        unHash = (unHash ^ (uint8)V_tolower_ascii(*pch)) * 16777619u;
+    *pcchName = (uint32)(pch - pszName);
+    unHash ^= unHash >> 16;
+    unHash *= 0x85EBCA6Bu;
+    unHash ^= unHash >> 13;
+    unHash *= 0xC2B2AE35u;
+    unHash ^= unHash >> 16;
+    return unHash;
+}
+
+void CKeyValuesSystem::RegisterSizeofKeyValues(int nSize)
+{
+    AssertFmt(nSize < INT_MAX, "size < INT_MAX");
+    int nLargest = m_nLargestKeyValuesSize.load(std::memory_order_relaxed);
+    while (nSize > nLargest &&
+           !m_nLargestKeyValuesSize.compare_exchange_weak(nLargest, nSize, std::memory_order_relaxed))
+    {
+    }
+}
+
+HKeySymbol CKeyValuesSystem::FindInBucket(const HashEntry_s& bucket, uint32 unHash, const char* pszName) const
+{
+    for (const HashEntry_s* pEntry = &bucket; pEntry;
+         pEntry = pEntry->m_pNext.load(std::memory_order_acquire))
+    {
+        HKeySymbol nSymbol = pEntry->m_nSymbol.load(std::memory_order_acquire);
+        if (nSymbol == 0)
+            return 0; // an empty inline entry: the bucket has nothing yet
+        if (pEntry->m_unHash.load(std::memory_order_relaxed) != unHash)
+            continue;
+        const char* pszPooled =
+            m_rgpPoolBlocks[(uint32)nSymbol / k_cubPoolBlock].load(std::memory_order_acquire) +
+            (uint32)nSymbol % k_cubPoolBlock;
+        const char* pchName = pszName;
+        while (*pchName && V_tolower_ascii(*pchName) == V_tolower_ascii(*pszPooled))
+        {
+            ++pchName;
+            ++pszPooled;
+        }
+        if (*pchName == '\0' && *pszPooled == '\0')
+            return nSymbol;
+    }
+    return 0;
+}
+
+CKeyValuesSystem::HashEntry_s* CKeyValuesSystem::AllocOverflowEntry()
+{
+    if (m_cOverflowEntriesUsed == k_cOverflowEntriesPerChunk)
+    {
+        OverflowChunk_s* pChunk = new (std::nothrow) OverflowChunk_s;
+        AssertFatal(pChunk);
+        pChunk->m_pNextChunk = m_pOverflowChunks;
+        m_pOverflowChunks = pChunk;
+        m_cOverflowEntriesUsed = 0;
+    }
+    return &m_pOverflowChunks->m_rgEntries[m_cOverflowEntriesUsed++];
+}
+
+void CKeyValuesSystem::InsertInBucket(HashEntry_s& bucket, uint32 unHash, HKeySymbol nSymbol)
+{
+    // The symbol store is the publication point for the inline entry, the next pointer
+    // for an overflow entry; both come last.
+    if (bucket.m_nSymbol.load(std::memory_order_relaxed) == 0)
+    {
+        bucket.m_unHash.store(unHash, std::memory_order_relaxed);
+        bucket.m_nSymbol.store(nSymbol, std::memory_order_release);
+        return;
+    }
+    HashEntry_s* pEntry = AllocOverflowEntry();
+    pEntry->m_unHash.store(unHash, std::memory_order_relaxed);
+    pEntry->m_nSymbol.store(nSymbol, std::memory_order_relaxed);
+    HashEntry_s* pTail = &bucket;
+    while (HashEntry_s* pNext = pTail->m_pNext.load(std::memory_order_relaxed))
+        pTail = pNext;
+    pTail->m_pNext.store(pEntry, std::memory_order_release);
+}
+
+bool CKeyValuesSystem::BOpenNextPoolBlock(PoolReport_s* pReport)
+{
+    if (m_cPoolBlocks == k_cPoolBlocksMax)
+    {
+        *pReport = {PoolReport_s::k_EPoolReportOutOfMemory, 0};
+        return false;
+    }
+    uint32 cubAllocated = m_cPoolBlocks * k_cubPoolBlock;
+    if (cubAllocated >= k_cubPoolWarn)
+        *pReport = {PoolReport_s::k_EPoolReportOver75Percent, k_cubPoolMax - cubAllocated};
+    char* pBlock = (char*)calloc(1, k_cubPoolBlock);
+    if (!pBlock)
+    {
+        *pReport = {PoolReport_s::k_EPoolReportOutOfMemory, 0};
+        return false;
+    }
+    m_rgpPoolBlocks[m_cPoolBlocks].store(pBlock, std::memory_order_release);
+    m_unPoolPos.store(m_cPoolBlocks * k_cubPoolBlock, std::memory_order_release);
+    ++m_cPoolBlocks;
+    return true;
+}
+
+HKeySymbol CKeyValuesSystem::AddStringToPool(const char* pszName, uint32 cchName, PoolReport_s* pReport)
+{
+    if (cchName > k_cchKeyNameMax)
+    {
+        *pReport = {PoolReport_s::k_EPoolReportTooLong, cchName};
+        return 0;
+    }
+    uint32 unPos = m_unPoolPos.load(std::memory_order_relaxed);
+    uint32 unOffset = unPos - (m_cPoolBlocks - 1) * k_cubPoolBlock;
+    if (unOffset + cchName + 1 > k_cubPoolBlock)
+    {
+        if (!BOpenNextPoolBlock(pReport))
+            return 0;
+        unPos = m_unPoolPos.load(std::memory_order_relaxed);
+    }
+    char* pBlock = m_rgpPoolBlocks[unPos / k_cubPoolBlock].load(std::memory_order_relaxed);
+    memcpy(pBlock + unPos % k_cubPoolBlock, pszName, cchName + 1);
+    m_unPoolPos.store(unPos + cchName + 1, std::memory_order_release);
+
+    m_rgnRecentKeys[m_iRecentKey] = (HKeySymbol)unPos;
+    m_iRecentKey = (m_iRecentKey + 1) % k_cRecentKeys;
+    ++m_cKeysAdded;
+    return (HKeySymbol)unPos;
+}
+
+HKeySymbol CKeyValuesSystem::GetSymbolForString(const char* pszName, bool bCreate)
+{
+    if (!pszName || !*pszName)
+        return 0;
+    uint32 cchName;
+    uint32 unHash = HashName(pszName, &cchName);
+    HashEntry_s& bucket = m_rgBuckets[unHash & (k_cBuckets - 1)];
+    HKeySymbol nSymbol = FindInBucket(bucket, unHash, pszName);
+    if (nSymbol || !bCreate)
+        return nSymbol;
+
+    PoolReport_s report;
+    {
+        std::unique_lock<std::shared_mutex> lock(m_mutex);
+        nSymbol = FindInBucket(bucket, unHash, pszName);
+        if (nSymbol)
+            return nSymbol;
+        nSymbol = AddStringToPool(pszName, cchName, &report);
+        if (nSymbol)
+            InsertInBucket(bucket, unHash, nSymbol);
+    }
+    report.Emit();
+    return nSymbol;
+}
+
+const char* CKeyValuesSystem::GetStringForSymbol(HKeySymbol nSymbol)
+{
+    AssertFmt(nSymbol >= 0 && (uint32)nSymbol < k_cubPoolMax, "bad key symbol %d", (int)nSymbol);
+    if (nSymbol < 0 || (uint32)nSymbol >= k_cubPoolMax)
+        return "";
+    const char* pBlock = m_rgpPoolBlocks[(uint32)nSymbol / k_cubPoolBlock].load(std::memory_order_acquire);
+    return pBlock ? pBlock + (uint32)nSymbol % k_cubPoolBlock : "";
+}
+
+HKeySymbol CKeyValuesSystem::GetSymbolForStringCaseSensitive(const char* pszName, HKeySymbol* pCaseHandle)
+{
+    HKeySymbol nSymbol = GetSymbolForString(pszName, true);
+    if (pCaseHandle)
+        *pCaseHandle = nSymbol;
+    return nSymbol;
+}
+
+void* CKeyValuesSystem::AllocKeyValuesMemory(int nSize)
+{
+    return nSize > 0 ? malloc((size_t)nSize) : nullptr;
+}
+
+void CKeyValuesSystem::FreeKeyValuesMemory(void* pMem)
+{
+    free(pMem);
+}
+
+void CKeyValuesSystem::AddKeyValuesExpressionSymbol(const char* pszName, bool bValue)
+{
+    HKeySymbol nSymbol = GetSymbolForString(SkipExpressionPrefix(pszName), true);
+    if (!nSymbol)
+        return;
+    std::unique_lock<std::shared_mutex> lock(m_mutex);
+    m_mapExpressionSymbols[nSymbol] = bValue;
+}
+
+bool CKeyValuesSystem::GetKeyValuesExpressionSymbol(const char* pszName)
+{
+    HKeySymbol nSymbol = GetSymbolForString(SkipExpressionPrefix(pszName), false);
+    if (!nSymbol)
+        return false;
+    std::shared_lock<std::shared_mutex> lock(m_mutex);
+    auto it = m_mapExpressionSymbols.find(nSymbol);
+    return it != m_mapExpressionSymbols.end() && it->second;
+}
+
+void CKeyValuesSystem::AddKeyValueFile(const char*) {}
+
+bool CKeyValuesSystem::LoadedKeyValueFile(const char*)
+{
+    return false;
+}
+
+void CKeyValuesSystem::DumpRecentKeys(uint32 nCount)
+{
+    // Copied under the lock, printed after it, so the spew handler may use the table.
+    static_assert(sizeof(HKeySymbol) * k_cRecentKeys <= 16384, "the ring copy lives on the stack");
+    HKeySymbol rgnKeys[k_cRecentKeys];
+    uint32 cKeys;
+    {
+        std::shared_lock<std::shared_mutex> lock(m_mutex);
+        cKeys = nCount;
+        if (cKeys > k_cRecentKeys)
+            cKeys = k_cRecentKeys;
+        if (cKeys > m_cKeysAdded)
+            cKeys = m_cKeysAdded;
+        uint32 iFirst = (m_iRecentKey + k_cRecentKeys - cKeys) % k_cRecentKeys;
+        for (uint32 i = 0; i < cKeys; ++i)
+            rgnKeys[i] = m_rgnRecentKeys[(iFirst + i) % k_cRecentKeys];
+    }
+    Msg("CKeyValuesSystem dumping last %u keys added to system (oldest first):\n", cKeys);
+    for (uint32 i = 0; i < cKeys; ++i)
+        Msg("%s\n", GetStringForSymbol(rgnKeys[i]));
+}
+
+IKeyValuesSystem* KeyValuesSystem()
+{
+    // Never destroyed: nodes in static storage may still name keys while the process ends.
+    static CKeyValuesSystem* s_pSystem = new CKeyValuesSystem();
+    return s_pSystem;
+}

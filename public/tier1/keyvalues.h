@@ -127,10 +127,22 @@ private:
     friend class CKeyValuesReader;
     friend class CKeyValuesWriter;
 
+    struct Number_s;
+
     void Init();
+    void SetNameSymbol(HKeySymbol nSymbol);
+    // Frees the value or the children; the node is left an empty section.
     void FreeValue();
+    // Destroys a peer chain and every subtree below it, without recursion.
+    static void DestroyNodes(KeyValues* pList);
     KeyValues* CreateChild(HKeySymbol nSymbol);
+    // Appends after the last child; a value node becomes a section first.
+    void AppendChild(KeyValues* pChild);
     void SetInlineOrHeapString(const char* pchText, size_t cchText);
+    const char* StringText() const { return m_bHeapString ? m_Value.m_pszHeap : m_Value.m_szInline; }
+    const wchar16* WideText() const { return m_bHeapString ? m_Value.m_pwszHeap : m_Value.m_wszInline; }
+    // The value as a number for the numeric getters; false (and the status) when there is none.
+    bool BReadNumber(Number_s* pNumber, EKVGetStatus* peStatus) const;
 
     // Value: 16 bytes. Sections keep their first child in m_pSub; strings of up to 15
     // characters live inline.
@@ -163,4 +175,5 @@ private:
     KeyValues* m_pPeer;
 };
 
-static_assert(sizeof(void*) != 8 || sizeof(KeyValues) == 32, "KeyValues nodes are 32 bytes on 64-bit targets");
+static_assert(sizeof(void*) != 8 || sizeof(KeyValues) == 32,
+              "KeyValues nodes are 32 bytes on 64-bit targets");

@@ -1,0 +1,539 @@
+// KeyValues nodes: layout, conversions, paths, lifetime of huge trees and the node pool.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/vstdlib/spewlog.h"
+#include "tier1/keyvalues.h"
+#include "tier1/keyvalues_pool.h"
+#include "vstdlib/keyvaluessystem.h"
+
+namespace
+{
+using KV = std::unique_ptr<KeyValues>;
+constexpr int k_nDefault = -77;
+
+// The name/type/flags word follows the 16-byte value.
+uint32 FlagWord(const KeyValues* pkv)
+{
+    uint32 unWord;
+    memcpy(&unWord, (const char*)pkv + 16, sizeof(unWord));
+    return unWord;
+}
+
+void ForceTypeBits(KeyValues* pkv, uint32 unType)
+{
+    uint32 unWord = (FlagWord(pkv) & ~(0xFu << 25)) | unType << 25;
+    memcpy((char*)pkv + 16, &unWord, sizeof(unWord));
+}
+
+KV NewString(const char* pszValue)
+{
+    KV pkv(new KeyValues("value"));
+    pkv->SetString(pszValue);
+    return pkv;
+}
+
+TEST(KeyValuesLayout, FlagWordHoldsSymbolTypeEscapeAndHeapBits)
+{
+    KV pkv = NewString("0123456789abcde"); // 15 characters: inline
+    pkv->SetUsesEscapeSequences(true, false);
+    uint32 unWord = FlagWord(pkv.get());
+    EXPECT_EQ((uint32)KeyValuesSystem()->GetSymbolForString("value", false), unWord & 0x1FFFFFF);
+    EXPECT_EQ((uint32)KeyValues::TYPE_STRING, unWord >> 25 & 0xF);
+    EXPECT_EQ(1u, unWord >> 30 & 1);
+    EXPECT_EQ(0u, unWord >> 31);
+    const char* pszInline = pkv->GetString();
+    EXPECT_TRUE(pszInline >= (const char*)pkv.get() && pszInline < (const char*)pkv.get() + 16);
+
+    KV pkvHeap = NewString("0123456789abcdef"); // 16 characters: heap
+    EXPECT_EQ(1u, FlagWord(pkvHeap.get()) >> 31);
+    EXPECT_STREQ("0123456789abcdef", pkvHeap->GetString());
+    EXPECT_STREQ("0123456789abcde", pkv->GetString());
+    pkvHeap->SetInt(3); // the heap flag goes with the heap string
+    EXPECT_EQ(0u, FlagWord(pkvHeap.get()) >> 31);
+}
+
+TEST(KeyValuesLayout, WideStringsInlineUpToSevenUnits)
+{
+    KV pkv(new KeyValues("w"));
+    pkv->SetWString(u"1234567");
+    EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
+    pkv->SetWString(u"Grüße €!");
+    EXPECT_EQ(1u, FlagWord(pkv.get()) >> 31);
+    EXPECT_EQ(0, memcmp(u"Grüße €!", pkv->GetWString(), 9 * sizeof(wchar16)));
+    EXPECT_STREQ("Grüße €!", pkv->GetString());
+    EXPECT_EQ(KeyValues::TYPE_STRING, pkv->GetDataType());
+    pkv->SetWString(u"-42");
+    EXPECT_EQ(-42, pkv->GetInt());
+    pkv->SetWString(u"0x10"); // wide text is read in base 10 only
+    EXPECT_EQ(0, pkv->GetInt());
+}
+
+struct IntCase_s
+{
+    const char* m_pszText;
+    int m_nExpected;
+    EKVGetStatus m_eStatus;
+};
+
+TEST(KeyValuesGetInt, TextForms)
+{
+    const IntCase_s rgCases[] = {
+        {"12abc", 12, k_EKVGetStatusTrailingText},
+        {"", k_nDefault, k_EKVGetStatusEmptyText},
+        {"0x1F", 31, k_EKVGetStatusOK},
+        {" 5", 0, k_EKVGetStatusTrailingText},
+        {"-12", -12, k_EKVGetStatusOK},
+        {"+7", 7, k_EKVGetStatusOK},
+        {"0XfF", 255, k_EKVGetStatusOK},
+        {"-0x10", -16, k_EKVGetStatusOK},
+        {"0x", 0, k_EKVGetStatusTrailingText},
+        {"'A", 65, k_EKVGetStatusOK},
+        {"-'A", -65, k_EKVGetStatusOK},
+        {"'AB", 65, k_EKVGetStatusTrailingText},
+        {"'", 0, k_EKVGetStatusTrailingText},
+        {"abc", 0, k_EKVGetStatusTrailingText},
+        {"-", 0, k_EKVGetStatusTrailingText},
+        {"12 ", 12, k_EKVGetStatusTrailingText},
+        {"2147483648", INT_MIN, k_EKVGetStatusOK},
+        {"4294967297", 1, k_EKVGetStatusOK},
+        {"0x1FFFFFFFF", -1, k_EKVGetStatusOK},
+        {"007", 7, k_EKVGetStatusOK},
+    };
+    for (const IntCase_s& test : rgCases)
+    {
+        KV pkv = NewString(test.m_pszText);
+        EKVGetStatus eStatus = k_EKVGetStatusNoValue;
+        EXPECT_EQ(test.m_nExpected, pkv->GetInt(k_nDefault, &eStatus)) << '"' << test.m_pszText << '"';
+        EXPECT_EQ(test.m_eStatus, eStatus) << '"' << test.m_pszText << '"';
+    }
+}
+
+TEST(KeyValuesGetInt, NumericTypesAndValuelessNodes)
+{
+    KV pkv(new KeyValues("n"));
+    EKVGetStatus eStatus = k_EKVGetStatusOK;
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)); // an empty section
+    EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
+    pkv->SetFloat(-3.9f);
+    EXPECT_EQ(-3, pkv->GetInt(0, &eStatus));
+    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
+    pkv->SetFloat(1e20f);
+    EXPECT_EQ(INT_MAX, pkv->GetInt());
+    pkv->SetPtr((void*)(uintp)0xFFFFFFFEu);
+    EXPECT_EQ(-2, pkv->GetInt());
+    pkv->SetColor(0x04030201);
+    EXPECT_EQ(0x04030201, pkv->GetInt());
+    EXPECT_EQ(0x04030201u, pkv->GetColor());
+    for (uint32 unType : {8u, 11u, 15u})
+    {
+        ForceTypeBits(pkv.get(), unType);
+        EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)) << unType;
+        EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
+        EXPECT_STREQ("dflt", pkv->GetString("dflt"));
+    }
+    ForceTypeBits(pkv.get(), KeyValues::TYPE_COLOR);
+}
+
+TEST(KeyValuesGetInt, SixtyFourBitValuesReportDataLoss)
+{
+    CSpewLog log;
+    KV pkv(new KeyValues("n"));
+    pkv->SetUint64(0xFFFFFFFFull);
+    EXPECT_EQ(-1, pkv->GetInt(k_nDefault));
+    pkv->SetUint64(0x80000000ull);
+    EXPECT_EQ(INT_MIN, pkv->GetInt(k_nDefault));
+    pkv->SetInt64(INT32_MIN);
+    EXPECT_EQ(INT_MIN, pkv->GetInt(k_nDefault));
+    pkv->SetInt64(-5);
+    EXPECT_EQ(-5, pkv->GetInt(k_nDefault));
+    EXPECT_EQ(0, log.CountAssertsContaining("data loss"));
+
+    pkv->SetUint64(0x100000000ull);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
+    pkv->SetInt64((int64)INT32_MAX + 1);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
+    pkv->SetInt64((int64)INT32_MIN - 1);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
+    EXPECT_EQ(3, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
+}
+
+TEST(KeyValuesGetBool, WordsThenIntegers)
+{
+    struct BoolCase_s
+    {
+        const char* m_pszText;
+        bool m_bDefault, m_bExpected;
+        EKVGetStatus m_eStatus;
+    } rgCases[] = {
+        {"TRUE", false, true, k_EKVGetStatusOK},
+        {"fAlSe", true, false, k_EKVGetStatusOK},
+        {"yes", true, false, k_EKVGetStatusTrailingText},
+        {"1", false, true, k_EKVGetStatusOK},
+        {"0", true, false, k_EKVGetStatusOK},
+        {"", true, true, k_EKVGetStatusEmptyText},
+        {"truex", true, false, k_EKVGetStatusTrailingText},
+    };
+    for (const BoolCase_s& test : rgCases)
+    {
+        KV pkv = NewString(test.m_pszText);
+        EKVGetStatus eStatus = k_EKVGetStatusNoValue;
+        EXPECT_EQ(test.m_bExpected, pkv->GetBool(test.m_bDefault, &eStatus)) << test.m_pszText;
+        EXPECT_EQ(test.m_eStatus, eStatus) << test.m_pszText;
+    }
+    KV pkv(new KeyValues("b"));
+    EKVGetStatus eStatus = k_EKVGetStatusOK;
+    EXPECT_TRUE(pkv->GetBool(true, &eStatus));
+    EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
+    pkv->SetWString(u"tRuE");
+    EXPECT_TRUE(pkv->GetBool(false, &eStatus));
+    pkv->SetInt(5);
+    EXPECT_TRUE(pkv->GetBool());
+}
+
+TEST(KeyValuesGetString, NumbersAndWideTextTurnIntoTheNodesOwnText)
+{
+    KV pkv(new KeyValues("s"));
+    struct
+    {
+        void (*m_pfnSet)(KeyValues*);
+        const char* m_pszExpected;
+    } rgCases[] = {
+        {[](KeyValues* p) { p->SetInt(-42); }, "-42"},
+        {[](KeyValues* p) { p->SetFloat(1.5f); }, "1.500000"},
+        {[](KeyValues* p) { p->SetUint64(UINT64_MAX); }, "18446744073709551615"},
+        {[](KeyValues* p) { p->SetInt64(INT64_MIN); }, "-9223372036854775808"},
+        {[](KeyValues* p) { p->SetPtr((void*)(uintp)0xFFFFFFFFu); }, "-1"},
+    };
+    for (const auto& test : rgCases)
+    {
+        test.m_pfnSet(pkv.get());
+        const char* pszText = pkv->GetString("dflt");
+        EXPECT_STREQ(test.m_pszExpected, pszText);
+        EXPECT_EQ(KeyValues::TYPE_STRING, pkv->GetDataType());
+        EXPECT_EQ(pszText, pkv->GetString()); // the node's own text, not a scratch buffer
+    }
+    pkv->SetInt(42);
+    pkv->GetString();
+    EKVGetStatus eStatus = k_EKVGetStatusNoValue;
+    EXPECT_EQ(42, pkv->GetInt(0, &eStatus));
+    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
+
+    pkv->SetColor(1);
+    EXPECT_STREQ("dflt", pkv->GetString("dflt"));
+    EXPECT_EQ(KeyValues::TYPE_COLOR, pkv->GetDataType());
+    pkv->SetString(nullptr);
+    EXPECT_STREQ("", pkv->GetString("dflt"));
+    EXPECT_EQ(KeyValues::TYPE_STRING, pkv->GetDataType());
+}
+
+TEST(KeyValuesGetString, SetStringFromItsOwnText)
+{
+    for (const char* pszText : {"short text", "a text long enough to live on the heap"})
+    {
+        KV pkv = NewString(pszText);
+        pkv->SetString(pkv->GetString() + 2);
+        EXPECT_STREQ(pszText + 2, pkv->GetString());
+    }
+}
+
+TEST(KeyValuesBinary, BytesAreReadAsTextAndReturnedRaw)
+{
+    KV pkv(new KeyValues("bin"));
+    const uint8 rgub[] = {'1', '2', '3', 'x', 0, 0xFF};
+    pkv->SetBinary(rgub, sizeof(rgub));
+    uint32 cub = 0;
+    const uint8* pub = pkv->GetBinary(&cub);
+    ASSERT_EQ(sizeof(rgub), cub);
+    EXPECT_EQ(0, memcmp(rgub, pub, sizeof(rgub)));
+    EXPECT_EQ((const char*)pub, pkv->GetString());
+    EXPECT_EQ(KeyValues::TYPE_BINARY, pkv->GetDataType());
+    EKVGetStatus eStatus = k_EKVGetStatusOK;
+    EXPECT_EQ(123, pkv->GetInt(0, &eStatus));
+    EXPECT_EQ(k_EKVGetStatusTrailingText, eStatus);
+    pkv->SetBinary(nullptr, 0);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus));
+    EXPECT_EQ(k_EKVGetStatusEmptyText, eStatus);
+}
+
+TEST(KeyValuesFindKey, PathsCreateNestedSectionsAndEmptyPathsReturnTheNode)
+{
+    KV pkvRoot(new KeyValues("root"));
+    EXPECT_EQ(pkvRoot.get(), pkvRoot->FindKey(nullptr, true));
+    EXPECT_EQ(pkvRoot.get(), pkvRoot->FindKey(""));
+    KeyValues* pkvC = pkvRoot->FindKey("a/b/c", true);
+    ASSERT_NE(nullptr, pkvC);
+    EXPECT_STREQ("c", pkvC->GetName());
+    KeyValues* pkvA = pkvRoot->GetFirstSubKey();
+    ASSERT_NE(nullptr, pkvA);
+    EXPECT_STREQ("a", pkvA->GetName());
+    EXPECT_EQ(pkvC, pkvA->GetFirstSubKey()->GetFirstSubKey());
+    EXPECT_TRUE(pkvC->IsEmpty());
+    EXPECT_EQ(pkvC, pkvRoot->FindKey("A/B/C"));
+    EXPECT_EQ(pkvA, pkvRoot->FindKey("a/"));
+    EXPECT_EQ(nullptr, pkvRoot->FindKey("a//b"));
+    EXPECT_EQ(nullptr, pkvRoot->FindKey("a/c"));
+}
+
+TEST(KeyValuesFindKey, UnknownNameInternsNothing)
+{
+    KV pkv(new KeyValues("root"));
+    EXPECT_EQ(nullptr, pkv->FindKey("kvtest_never_interned_1"));
+    EXPECT_EQ(nullptr, pkv->FindKey("kvtest_never_interned_2/kvtest_never_interned_3"));
+    for (const char* pszName :
+         {"kvtest_never_interned_1", "kvtest_never_interned_2", "kvtest_never_interned_3"})
+        EXPECT_EQ(0, KeyValuesSystem()->GetSymbolForString(pszName, false)) << pszName;
+}
+
+TEST(KeyValuesFindKey, FirstMatchWinsAndNewKeysGoLast)
+{
+    KV pkv(new KeyValues("root"));
+    pkv->SetKeyInt("KvTestFirstMatch", 1);
+    KeyValues* pkvSecond = new KeyValues("KVTESTFIRSTMATCH");
+    pkvSecond->SetInt(2);
+    pkv->AddSubKey(pkvSecond);
+    EXPECT_STREQ("KvTestFirstMatch", pkvSecond->GetName()); // the first spelling wins
+    EXPECT_EQ(1, pkv->GetKeyInt("kvtestfirstmatch", 0));
+    KeyValues* pkvNew = pkv->FindKey("another", true);
+    EXPECT_EQ(pkvNew, pkvSecond->GetNextKey());
+    EXPECT_EQ(nullptr, pkvNew->GetNextKey());
+}
+
+TEST(KeyValuesFindKey, ValueNodeBecomesASectionWhenAChildIsCreated)
+{
+    KV pkv(new KeyValues("root"));
+    pkv->SetKeyString("v", "a value long enough for the heap");
+    EXPECT_EQ(nullptr, pkv->FindKey("v/child"));
+    EXPECT_EQ(KeyValues::TYPE_STRING, pkv->FindKey("v")->GetDataType());
+    KeyValues* pkvChild = pkv->FindKey("v/child", true);
+    KeyValues* pkvV = pkv->FindKey("v");
+    EXPECT_EQ(KeyValues::TYPE_NONE, pkvV->GetDataType());
+    EXPECT_EQ(pkvChild, pkvV->GetFirstSubKey());
+    EXPECT_EQ(nullptr, pkvChild->GetNextKey());
+}
+
+TEST(KeyValuesFindKey, SegmentsBeforeASlashAreCutTo1023Characters)
+{
+    KV pkv(new KeyValues("root"));
+    std::string strLong(1500, 'q');
+    KeyValues* pkvLeaf = pkv->FindKey((strLong + "/leaf").c_str(), true);
+    ASSERT_NE(nullptr, pkvLeaf);
+    EXPECT_EQ(std::string(1023, 'q'), pkv->GetFirstSubKey()->GetName());
+    EXPECT_EQ(pkvLeaf, pkv->FindKey((std::string(1023, 'q') + "/leaf").c_str()));
+}
+
+TEST(KeyValuesKeyed, HelpersFollowFindKey)
+{
+    KV pkv(new KeyValues("root"));
+    pkv->SetKeyString("Job/Mode", "2");
+    pkv->SetKeyInt("Job/Flag", 1);
+    EXPECT_EQ(2, pkv->GetKeyInt("job/mode", 0));
+    EXPECT_TRUE(pkv->GetKeyBool("JOB/FLAG", false));
+    EXPECT_STREQ("1", pkv->GetKeyString("Job/Flag", "")); // converted in place
+    EXPECT_EQ(7, pkv->GetKeyInt("Job/Missing", 7));
+    EXPECT_STREQ("d", pkv->GetKeyString("Job/Missing", "d"));
+    EXPECT_TRUE(pkv->GetKeyBool("Nothing/Here", true));
+}
+
+TEST(KeyValuesStructure, EscapeFlagIsInheritedAndSetRecursively)
+{
+    KV pkv(new KeyValues("root"));
+    pkv->SetUsesEscapeSequences(true, false);
+    KeyValues* pkvB = pkv->FindKey("a/b", true);
+    EXPECT_TRUE(pkvB->UsesEscapeSequences());
+    pkv->SetUsesEscapeSequences(false, false);
+    KeyValues* pkvC = pkv->FindKey("c", true);
+    EXPECT_FALSE(pkvC->UsesEscapeSequences());
+    EXPECT_TRUE(pkvB->UsesEscapeSequences()); // not recursive: descendants keep theirs
+    pkv->SetKeyInt("a/b/value", 1);
+    pkv->SetUsesEscapeSequences(true, true);
+    for (const char* pszPath : {"a", "a/b", "a/b/value", "c"})
+        EXPECT_TRUE(pkv->FindKey(pszPath)->UsesEscapeSequences()) << pszPath;
+}
+
+TEST(KeyValuesStructure, RemoveSubKeyUnlinksWithoutDestroying)
+{
+    KV pkv(new KeyValues("root"));
+    KeyValues* rgpkv[3];
+    for (int i = 0; i < 3; ++i)
+        rgpkv[i] = pkv->FindKey(std::to_string(i).c_str(), true);
+    KV pkvOutsider(new KeyValues("outsider"));
+    pkv->RemoveSubKey(pkvOutsider.get());
+    pkv->RemoveSubKey(nullptr);
+    pkv->RemoveSubKey(rgpkv[1]);
+    EXPECT_EQ(nullptr, rgpkv[1]->GetNextKey());
+    EXPECT_EQ(rgpkv[2], rgpkv[0]->GetNextKey());
+    delete rgpkv[1];
+    pkv->RemoveSubKey(rgpkv[0]);
+    EXPECT_EQ(rgpkv[2], pkv->GetFirstSubKey());
+    pkv->RemoveSubKey(rgpkv[2]);
+    EXPECT_TRUE(pkv->IsEmpty());
+    delete rgpkv[0];
+    delete rgpkv[2];
+}
+
+TEST(KeyValuesStructure, IterationSeparatesSectionsFromValues)
+{
+    KV pkv(new KeyValues("root"));
+    pkv->SetKeyInt("v1", 1);
+    pkv->FindKey("s1", true);
+    pkv->SetKeyString("v2", "x");
+    pkv->FindKey("s2", true);
+    std::string strSections, strValues;
+    for (KeyValues* p = pkv->GetFirstTrueSubKey(); p; p = p->GetNextTrueSubKey())
+        strSections += p->GetName();
+    for (KeyValues* p = pkv->GetFirstValue(); p; p = p->GetNextValue())
+        strValues += p->GetName();
+    EXPECT_EQ("s1s2", strSections);
+    EXPECT_EQ("v1v2", strValues);
+    EXPECT_EQ(nullptr, pkv->FindKey("v1")->GetFirstSubKey());
+    EXPECT_FALSE(pkv->FindKey("v1")->IsEmpty());
+    pkv->Clear();
+    EXPECT_TRUE(pkv->IsEmpty());
+    EXPECT_EQ(KeyValues::TYPE_NONE, pkv->GetDataType());
+}
+
+// Huge trees are destroyed, cleared and walked without recursion: in the cross build this
+// runs on the 2 MiB main-thread stack.
+class KeyValuesHugeTree : public ::testing::Test
+{
+protected:
+    static constexpr int k_cNodes = 1000000;
+    void SetUp() override { m_cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive; }
+    uint64 NodesAddedSinceSetUp() const { return GetKeyValuesPoolStats().m_cNodesAlive - m_cAliveBefore; }
+    static KeyValues* BuildChain(KeyValues* pkvRoot)
+    {
+        HKeySymbol nSymbol = KeyValuesSystem()->GetSymbolForString("deep");
+        KeyValues* pkvTip = pkvRoot;
+        for (int i = 0; i < k_cNodes; ++i)
+        {
+            KeyValues* pkvChild = new KeyValues(nSymbol);
+            pkvTip->AddSubKey(pkvChild);
+            pkvTip = pkvChild;
+        }
+        return pkvTip;
+    }
+    static KeyValues* BuildPeers()
+    {
+        KeyValues* pkvHead = new KeyValues("head");
+        KeyValues* pkvTail = pkvHead;
+        for (int i = 0; i < k_cNodes; ++i)
+        {
+            KeyValues* pkvPeer = new KeyValues("peer");
+            pkvPeer->SetInt(i);
+            pkvTail->SetNextKey(pkvPeer);
+            pkvTail = pkvPeer;
+        }
+        return pkvHead;
+    }
+    uint64 m_cAliveBefore = 0;
+};
+
+TEST_F(KeyValuesHugeTree, MillionDeepChain)
+{
+    KeyValues* pkvRoot = new KeyValues("root");
+    KeyValues* pkvTip = BuildChain(pkvRoot);
+    pkvTip->SetString("a string long enough for the heap");
+    pkvRoot->SetUsesEscapeSequences(true, true);
+    EXPECT_TRUE(pkvTip->UsesEscapeSequences());
+    EXPECT_EQ((uint64)k_cNodes + 1, NodesAddedSinceSetUp());
+    pkvRoot->Clear();
+    EXPECT_EQ(1u, NodesAddedSinceSetUp());
+    BuildChain(pkvRoot);
+    delete pkvRoot;
+    EXPECT_EQ(0u, NodesAddedSinceSetUp());
+}
+
+TEST_F(KeyValuesHugeTree, MillionPeersAsChildrenAndAtTopLevel)
+{
+    KeyValues* pkvParent = new KeyValues("parent");
+    pkvParent->AddSubKey(BuildPeers());
+    EXPECT_EQ(0, pkvParent->GetKeyInt("peer", -1)); // the first of a million namesakes
+    EXPECT_EQ((uint64)k_cNodes + 2, NodesAddedSinceSetUp());
+    delete pkvParent;
+    EXPECT_EQ(0u, NodesAddedSinceSetUp());
+    delete BuildPeers(); // a top-level head owns every peer after it
+    EXPECT_EQ(0u, NodesAddedSinceSetUp());
+}
+
+TEST_F(KeyValuesHugeTree, LongPathsAreWalkedInALoop)
+{
+    std::string strPath;
+    for (int i = 0; i < 100000; ++i)
+        strPath += "a/";
+    strPath += "leaf";
+    KV pkv(new KeyValues("root"));
+    KeyValues* pkvLeaf = pkv->FindKey(strPath.c_str(), true);
+    ASSERT_NE(nullptr, pkvLeaf);
+    EXPECT_EQ(pkvLeaf, pkv->FindKey(strPath.c_str()));
+    EXPECT_EQ(100001u + 1, NodesAddedSinceSetUp());
+}
+
+TEST(KeyValuesPool, MemoryFollowsTheNodesAlive)
+{
+    KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
+    std::vector<KeyValues*> vecNodes;
+    for (int i = 0; i < 200000; ++i)
+        vecNodes.push_back(new KeyValues(0));
+    EXPECT_GE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 200000 * 32 / 65536);
+    std::shuffle(vecNodes.begin(), vecNodes.end(), std::mt19937(7));
+    for (KeyValues* pkv : vecNodes)
+        delete pkv;
+    KeyValuesPoolStats_s after = GetKeyValuesPoolStats();
+    EXPECT_EQ(before.m_cNodesAlive, after.m_cNodesAlive);
+    EXPECT_LE(after.m_cChunks, before.m_cChunks + 1);
+    EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
+}
+
+TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
+{
+    uint64 cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
+    constexpr int k_cThreads = 4;
+    constexpr int k_cPerThread = 50000;
+    std::vector<std::vector<KeyValues*>> vecMade(k_cThreads);
+    auto fnMake = [&](int t)
+    {
+        for (int i = 0; i < k_cPerThread; ++i)
+        {
+            KeyValues* pkv = new KeyValues(0);
+            pkv->SetInt(t * k_cPerThread + i);
+            vecMade[t].push_back(pkv);
+        }
+    };
+    std::vector<std::thread> vecThreads;
+    for (int t = 0; t < k_cThreads; ++t)
+        vecThreads.emplace_back(fnMake, t);
+    for (std::thread& thread : vecThreads)
+        thread.join();
+    vecThreads.clear();
+    // Each thread destroys the nodes another one made, checking no node was handed out twice.
+    std::atomic<int> cCorrupt{0};
+    for (int t = 0; t < k_cThreads; ++t)
+    {
+        vecThreads.emplace_back(
+            [&, t]
+            {
+                int tOwner = (t + 1) % k_cThreads;
+                for (int i = 0; i < k_cPerThread; ++i)
+                {
+                    cCorrupt += vecMade[tOwner][i]->GetInt() != tOwner * k_cPerThread + i;
+                    delete vecMade[tOwner][i];
+                }
+            });
+    }
+    for (std::thread& thread : vecThreads)
+        thread.join();
+    EXPECT_EQ(0, cCorrupt.load());
+    EXPECT_EQ(cAliveBefore, GetKeyValuesPoolStats().m_cNodesAlive);
+}
+} // namespace

@@ -1,0 +1,225 @@
+// The key-name table, on private instances so every test starts from an empty pool.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/vstdlib/spewlog.h"
+#include "vstdlib/keyvaluessystem.h"
+#include "vstdlib/strtools.h"
+
+namespace
+{
+using Table = CKeyValuesSystem;
+
+std::unique_ptr<CKeyValuesSystem> NewTable()
+{
+    return std::make_unique<CKeyValuesSystem>(); // too big for a test thread's stack
+}
+
+// A distinct name of cch characters: the number, then 'x' padding.
+std::string NumberedName(int n, size_t cch)
+{
+    std::string strName = std::to_string(n);
+    strName.resize(cch, 'x');
+    return strName;
+}
+
+TEST(KeyValuesSystem, EmptyNameIsSymbolZeroAndNeverTouchesThePool)
+{
+    auto pTable = NewTable();
+    uint32 unUsed = pTable->GetPoolUsed();
+    EXPECT_EQ(0, pTable->GetSymbolForString(nullptr, true));
+    EXPECT_EQ(0, pTable->GetSymbolForString("", true));
+    EXPECT_STREQ("", pTable->GetStringForSymbol(0));
+    EXPECT_EQ(unUsed, pTable->GetPoolUsed());
+}
+
+TEST(KeyValuesSystem, NamesAreInternedOnceIgnoringCaseAndKeepTheFirstSpelling)
+{
+    auto pTable = NewTable();
+    HKeySymbol nSymbol = pTable->GetSymbolForString("Registry");
+    // The symbol is the pool offset; offset 0 belongs to the empty name.
+    EXPECT_EQ(1, nSymbol);
+    EXPECT_EQ(nSymbol, pTable->GetSymbolForString("registry"));
+    EXPECT_EQ(nSymbol, pTable->GetSymbolForString("REGISTRY", false));
+    EXPECT_STREQ("Registry", pTable->GetStringForSymbol(nSymbol));
+    EXPECT_EQ(1 + 9, pTable->GetSymbolForString("Registr")); // a prefix is another name
+    HKeySymbol nHandle = -1;
+    EXPECT_EQ(nSymbol, pTable->GetSymbolForStringCaseSensitive("rEgIsTrY", &nHandle));
+    EXPECT_EQ(nSymbol, nHandle);
+}
+
+TEST(KeyValuesSystem, FailedLookupInternsNothing)
+{
+    auto pTable = NewTable();
+    uint32 unUsed = pTable->GetPoolUsed();
+    EXPECT_EQ(0, pTable->GetSymbolForString("NotThere", false));
+    EXPECT_EQ(0, pTable->GetSymbolForString("NotThere", false));
+    EXPECT_EQ(unUsed, pTable->GetPoolUsed());
+}
+
+TEST(KeyValuesSystem, ManyNamesShareBucketsThroughOverflowChains)
+{
+    auto pTable = NewTable();
+    constexpr int k_cNames = 100000; // six times the bucket count
+    std::vector<HKeySymbol> vecSymbols;
+    for (int i = 0; i < k_cNames; ++i)
+        vecSymbols.push_back(pTable->GetSymbolForString(("name" + std::to_string(i)).c_str()));
+    EXPECT_EQ(k_cNames, (int)std::set<HKeySymbol>(vecSymbols.begin(), vecSymbols.end()).size());
+    for (int i = 0; i < k_cNames; ++i)
+    {
+        std::string strUpper = "NAME" + std::to_string(i);
+        ASSERT_EQ(vecSymbols[i], pTable->GetSymbolForString(strUpper.c_str(), false)) << strUpper;
+        ASSERT_STREQ(("name" + std::to_string(i)).c_str(), pTable->GetStringForSymbol(vecSymbols[i]));
+    }
+}
+
+TEST(KeyValuesSystem, NamesNeverStraddleBlocksAndLongNamesAreRefused)
+{
+    auto pTable = NewTable();
+    CSpewLog log;
+    // 1,023 characters take 1,024 bytes: block 0 (offset 0 taken) holds 31 of them.
+    HKeySymbol nLast = 0;
+    for (int i = 0; i < 32; ++i)
+        nLast = pTable->GetSymbolForString(NumberedName(i, 1023).c_str());
+    EXPECT_EQ((HKeySymbol)Table::k_cubPoolBlock, nLast);
+    EXPECT_EQ(1 + 30 * 1024, pTable->GetSymbolForString(NumberedName(30, 1023).c_str(), false));
+
+    uint32 unUsed = pTable->GetPoolUsed();
+    EXPECT_EQ(0, pTable->GetSymbolForString(NumberedName(99, 1024).c_str()));
+    EXPECT_EQ(unUsed, pTable->GetPoolUsed());
+    EXPECT_EQ(
+        1, log.CountAssertsContaining("CKeyValuesSystem::AddStringToPool: key name too long (1024 chars)"));
+}
+
+TEST(KeyValuesSystem, FullPoolWarnsPastThreeQuartersThenRunsOutOfMemory)
+{
+    auto pTable = NewTable();
+    CSpewLog log;
+    int nName = 0;
+    while (pTable->GetSymbolForString(NumberedName(nName, 1023).c_str()) != 0)
+        ++nName;
+    EXPECT_EQ(1024 * 32 - 1, nName); // every block full, 32 names each
+    EXPECT_EQ(1, log.CountAssertsContaining("CKeyValuesSystem::AddStringToPool: out of memory"));
+    EXPECT_EQ(256, log.CountAssertsContaining("CKeyValuesSystem::AddStringToPool: over 75% full ("));
+    EXPECT_EQ(1, log.CountAssertsContaining("over 75% full (8388608 bytes left)"));
+    EXPECT_EQ(1, log.CountAssertsContaining("over 75% full (32768 bytes left)"));
+    // Short names do not fit either, and everything interned still resolves.
+    EXPECT_EQ(0, pTable->GetSymbolForString("a"));
+    EXPECT_EQ(2, log.CountAssertsContaining("out of memory"));
+    std::string strFirst = NumberedName(0, 1023);
+    EXPECT_STREQ(strFirst.c_str(),
+                 pTable->GetStringForSymbol(pTable->GetSymbolForString(strFirst.c_str(), false)));
+}
+
+TEST(KeyValuesSystem, ConcurrentInterningYieldsOneSymbolPerName)
+{
+    auto pTable = NewTable();
+    constexpr int k_cThreads = 4;
+    constexpr int k_cNames = 20000;
+    std::vector<std::vector<HKeySymbol>> vecResults(k_cThreads, std::vector<HKeySymbol>(k_cNames));
+    std::atomic<bool> bGo{false};
+    std::atomic<int> cBadReads{0};
+    std::vector<std::thread> vecThreads;
+    for (int t = 0; t < k_cThreads; ++t)
+    {
+        vecThreads.emplace_back(
+            [&, t]
+            {
+                while (!bGo.load())
+                    std::this_thread::yield();
+                for (int k = 0; k < k_cNames; ++k)
+                {
+                    int i = (t % 2) ? k_cNames - 1 - k : k; // half the threads walk backwards
+                    std::string strName = "Key_" + std::to_string(i);
+                    if ((i + t) % 2)
+                        std::transform(strName.begin(), strName.end(), strName.begin(), ::toupper);
+                    // A lock-free read racing the inserts sees nothing or the final text.
+                    HKeySymbol nSeen = pTable->GetSymbolForString(strName.c_str(), false);
+                    HKeySymbol nSymbol = pTable->GetSymbolForString(strName.c_str());
+                    if (nSeen != 0 && nSeen != nSymbol)
+                        ++cBadReads;
+                    vecResults[t][i] = nSymbol;
+                }
+            });
+    }
+    bGo = true;
+    for (std::thread& thread : vecThreads)
+        thread.join();
+    EXPECT_EQ(0, cBadReads.load());
+    std::set<HKeySymbol> setSymbols;
+    for (int i = 0; i < k_cNames; ++i)
+    {
+        for (int t = 1; t < k_cThreads; ++t)
+            ASSERT_EQ(vecResults[0][i], vecResults[t][i]) << i;
+        setSymbols.insert(vecResults[0][i]);
+        std::string strLower = "key_" + std::to_string(i);
+        ASSERT_EQ(0, V_stricmp(strLower.c_str(), pTable->GetStringForSymbol(vecResults[0][i])));
+    }
+    EXPECT_EQ((size_t)k_cNames, setSymbols.size());
+    EXPECT_EQ(0u, setSymbols.count(0));
+}
+
+TEST(KeyValuesSystem, DumpRecentKeysPrintsTheRingOldestFirst)
+{
+    auto pTable = NewTable();
+    for (const char* pszName : {"alpha", "beta", "gamma"})
+        pTable->GetSymbolForString(pszName);
+    pTable->GetSymbolForString("ALPHA"); // a hit adds nothing to the ring
+    {
+        CSpewLog log;
+        pTable->DumpRecentKeys(2);
+        std::vector<std::string> vecExpected = {
+            "CKeyValuesSystem dumping last 2 keys added to system (oldest first):\n", "beta\n", "gamma\n"};
+        EXPECT_EQ(vecExpected, log.Texts(SPEW_MESSAGE));
+    }
+    for (int i = 0; i < 5000; ++i)
+        pTable->GetSymbolForString(("ring" + std::to_string(i)).c_str());
+    CSpewLog log;
+    pTable->DumpRecentKeys(100000);
+    std::vector<std::string> vecTexts = log.Texts(SPEW_MESSAGE);
+    ASSERT_EQ(4097u, vecTexts.size());
+    EXPECT_EQ("CKeyValuesSystem dumping last 4096 keys added to system (oldest first):\n", vecTexts[0]);
+    EXPECT_EQ("ring904\n", vecTexts[1]); // 5,003 added, the ring keeps the last 4,096
+    EXPECT_EQ("ring4999\n", vecTexts[4096]);
+}
+
+TEST(KeyValuesSystem, ExpressionSymbolsSkipTheDollarAndNeverCreateOnRead)
+{
+    auto pTable = NewTable();
+    pTable->AddKeyValuesExpressionSymbol("$WIN32", true);
+    pTable->AddKeyValuesExpressionSymbol("Console", false);
+    EXPECT_TRUE(pTable->GetKeyValuesExpressionSymbol("WIN32"));
+    EXPECT_TRUE(pTable->GetKeyValuesExpressionSymbol("$win32"));
+    EXPECT_NE(0, pTable->GetSymbolForString("win32", false)); // interned without the "$"
+    EXPECT_FALSE(pTable->GetKeyValuesExpressionSymbol("$CONSOLE"));
+    pTable->AddKeyValuesExpressionSymbol("win32", false);
+    EXPECT_FALSE(pTable->GetKeyValuesExpressionSymbol("$WIN32"));
+
+    pTable->GetSymbolForString("PlainKey"); // interned but never registered
+    EXPECT_FALSE(pTable->GetKeyValuesExpressionSymbol("$PlainKey"));
+    uint32 unUsed = pTable->GetPoolUsed();
+    EXPECT_FALSE(pTable->GetKeyValuesExpressionSymbol("$NeverSeen"));
+    EXPECT_EQ(unUsed, pTable->GetPoolUsed());
+}
+
+TEST(KeyValuesSystem, RemembersTheLargestNodeSizeAndHasOneGlobalInstance)
+{
+    auto pTable = NewTable();
+    pTable->RegisterSizeofKeyValues(32);
+    pTable->RegisterSizeofKeyValues(16);
+    EXPECT_EQ(32, pTable->GetLargestKeyValuesSize());
+    pTable->RegisterSizeofKeyValues(48);
+    EXPECT_EQ(48, pTable->GetLargestKeyValuesSize());
+    ASSERT_NE(nullptr, KeyValuesSystem());
+    EXPECT_EQ(KeyValuesSystem(), KeyValuesSystem());
+}
+} // namespace
