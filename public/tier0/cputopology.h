@@ -35,6 +35,38 @@ public:
 // default one. The caller owns the result (null only when memory runs out).
 ICpuTopology* CreateCpuTopology(int nRequest);
 
+// Instruction-set bits of CPUInformation_s::m_rgubFeatureFlags: byte index times 8 plus
+// bit index. Bytes 0 and 1 come from CPUID leaf 1, byte 2 from leaf 7, byte 3 from leaf
+// 0x80000001.
+enum ECpuFeature
+{
+    k_ECpuFeatureTSC = 0,
+    k_ECpuFeatureCMOV = 1,
+    k_ECpuFeatureMMX = 2,
+    k_ECpuFeatureFXSR = 3,
+    k_ECpuFeatureSSE = 4,
+    k_ECpuFeatureSSE2 = 5,
+    k_ECpuFeatureHTT = 6,
+    k_ECpuFeatureSSE3 = 8,
+    k_ECpuFeatureSSSE3 = 9,
+    k_ECpuFeatureFMA = 10,
+    k_ECpuFeatureSSE41 = 11,
+    k_ECpuFeatureSSE42 = 12,
+    k_ECpuFeaturePOPCNT = 13,
+    k_ECpuFeatureAES = 14,
+    k_ECpuFeatureAVX = 15,
+    k_ECpuFeatureBMI1 = 16,
+    k_ECpuFeatureAVX2 = 17,
+    k_ECpuFeatureBMI2 = 18,
+    k_ECpuFeatureAVX512F = 19,
+    k_ECpuFeatureSHA = 20,
+    k_ECpuFeatureLZCNT = 24,
+    k_ECpuFeatureSSE4A = 25, // AMD only
+    k_ECpuFeatureNX = 26,
+    k_ECpuFeatureRDTSCP = 27,
+    k_ECpuFeatureLongMode = 28,
+};
+
 // Filled once, on the first call of GetCPUInformation.
 struct CPUInformation_s
 {
@@ -51,3 +83,8 @@ struct CPUInformation_s
 static_assert(sizeof(CPUInformation_s) == 56, "the record's size is its filled mark");
 
 const CPUInformation_s& GetCPUInformation();
+bool BCpuHasFeature(const CPUInformation_s& info, ECpuFeature eFeature);
+
+// The processor clock from the "~MHz" value of HKLM\pszKey, in Hz; 2 GHz when the key is
+// missing or the value is not 4 bytes or is 0.
+uint64 ReadProcessorSpeedHz(const char* pszKey);

@@ -24,7 +24,7 @@ public:
     CPathString& operator=(const CPathString&) = delete;
     ~CPathString();
 
-    const char* GetUTF8Path() const { return m_pszUTF8Path; }
+    const char* GetUTF8Path() const { return m_pszUTF8Path ? m_pszUTF8Path : ""; }
     // Null when the path does not fit in 32,767 wide characters.
     const wchar_t* GetWCharPath();
 
@@ -78,8 +78,8 @@ bool BMakeFileWritable(const char* pszPath);
 
 // BSaveBufferToFile flag: flush to disk before closing.
 constexpr uint32 k_unSaveFlagFlush = 0x1;
-// Writes the buffer's content (up to its put position) to a new file, creating its
-// directory; a file held open elsewhere is retried for about 100 ms.
+// Writes the buffer's content to a new file, creating its directory; a file held open
+// elsewhere is retried for about 100 ms.
 bool BSaveBufferToFile(const CUtlBuffer& buf, const char* pszPath, uint32 unFlags = 0);
 
 // Told of a copy's progress; returning false cancels it.

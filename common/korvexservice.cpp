@@ -1,0 +1,3 @@
+#include "common/korvexservice.h"
+
+CKorvexServiceBaseImpl g_KorvexService;

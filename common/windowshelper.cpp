@@ -1,0 +1,294 @@
+#include "common/windowshelper.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "tier0/dbg.h"
+#include "tier0/procaddress.h"
+#include "tier1/fileio.h"
+#include "vstdlib/strtools.h"
+
+namespace
+{
+
+struct FreeDeleter_s
+{
+    void operator()(void* pv) const { free(pv); }
+};
+
+// Temporary arrays from the allocator, released on every path.
+template <typename T>
+using CHeapArray = std::unique_ptr<T[], FreeDeleter_s>;
+
+template <typename T>
+CHeapArray<T> AllocArray(size_t cItems)
+{
+    return CHeapArray<T>(static_cast<T*>(malloc(cItems * sizeof(T))));
+}
+
+const wchar_t* AsWide(const wchar16* pwch)
+{
+    return reinterpret_cast<const wchar_t*>(pwch);
+}
+
+CHeapArray<wchar16> UTF8ToWide(const char* pszUTF8)
+{
+    const int cchWide = V_UTF8ToUTF16(pszUTF8, nullptr, 0);
+    CHeapArray<wchar16> pwchWide = AllocArray<wchar16>(cchWide > 0 ? cchWide : 1);
+    if (pwchWide)
+        V_UTF8ToUTF16(pszUTF8, pwchWide.get(), (cchWide > 0 ? cchWide : 1) * sizeof(wchar16));
+    return pwchWide;
+}
+
+CUtlString WideToUTF8(const wchar16* pwchWide)
+{
+    CUtlString strUTF8;
+    const int cubUTF8 = V_UTF16ToUTF8(pwchWide, nullptr, 0);
+    if (cubUTF8 > 1)
+    {
+        if (char* pchUTF8 = strUTF8.GetForModify(cubUTF8 - 1))
+            V_UTF16ToUTF8(pwchWide, pchUTF8, cubUTF8);
+    }
+    return strUTF8;
+}
+
+// The size query, then one fill of exactly that size: the first size is final.
+template <typename TChar, typename TExpand>
+CHeapArray<TChar> ExpandEnvironment(const TChar* pSource, TExpand pfnExpand)
+{
+    const DWORD cchNeeded = pfnExpand(pSource, nullptr, 0);
+    if (cchNeeded < 1)
+    {
+        const int nError = (int)GetLastError();
+        AssertFmt(false, "string expansion failed (1) GLE %d", nError);
+        return nullptr;
+    }
+    CHeapArray<TChar> pExpanded = AllocArray<TChar>(cchNeeded);
+    if (!pExpanded)
+        return nullptr;
+    const DWORD cchResult = pfnExpand(pSource, pExpanded.get(), cchNeeded);
+    if (cchResult == 0 || cchResult > cchNeeded)
+    {
+        const int nError = (int)GetLastError();
+        AssertFmt(false, "string expansion failed (2) res %lu GLE %d", cchResult, nError);
+        return nullptr;
+    }
+    return pExpanded;
+}
+
+// The version resource's string of one translation, or empty.
+CUtlString QueryVersionString(const void* pvVersionInfo, WORD unLanguage, WORD unCodePage,
+                              const char* pszName)
+{
+    char szSubBlock[128];
+    V_snprintf(szSubBlock, sizeof(szSubBlock), "\\StringFileInfo\\%04x%04x\\%s", unLanguage, unCodePage,
+               pszName);
+    wchar16 wszSubBlock[128];
+    V_UTF8ToUTF16(szSubBlock, wszSubBlock, sizeof(wszSubBlock));
+    void* pvValue = nullptr;
+    UINT cchValue = 0;
+    if (!VerQueryValueW(pvVersionInfo, AsWide(wszSubBlock), &pvValue, &cchValue) || !pvValue || !cchValue)
+        return CUtlString();
+    return WideToUTF8(static_cast<const wchar16*>(pvValue));
+}
+
+struct VersionTranslation_s
+{
+    WORD m_unLanguage;
+    WORD m_unCodePage;
+};
+
+void ReadTranslatedDescription(const void* pvVersionInfo, uint16 unWantedLanguage,
+                               CUtlString* pstrDescription)
+{
+    void* pvTranslations = nullptr;
+    UINT cubTranslations = 0;
+    if (!VerQueryValueW(pvVersionInfo, L"\\VarFileInfo\\Translation", &pvTranslations, &cubTranslations) ||
+        cubTranslations < sizeof(VersionTranslation_s))
+        return;
+    const auto* pTranslations = static_cast<const VersionTranslation_s*>(pvTranslations);
+    // Every matching translation is tried, so the last one with a text wins.
+    for (UINT i = 0; i < cubTranslations / sizeof(VersionTranslation_s); ++i)
+    {
+        const VersionTranslation_s& translation = pTranslations[i];
+        if (translation.m_unLanguage != unWantedLanguage &&
+            translation.m_unLanguage != k_unLanguageIdEnglishUS)
+            continue;
+        CUtlString strText = QueryVersionString(pvVersionInfo, translation.m_unLanguage,
+                                                translation.m_unCodePage, "FileDescription");
+        if (strText.IsEmpty())
+            strText = QueryVersionString(pvVersionInfo, translation.m_unLanguage, translation.m_unCodePage,
+                                         "ProductName");
+        if (!strText.IsEmpty())
+            *pstrDescription = strText;
+    }
+}
+
+// Steps shared by both UTF-8 readers: the value as terminated UTF-16 text.
+LSTATUS QueryWideString(HKEY hKey, const char* pszValueName, CHeapArray<wchar16>* ppwchValue)
+{
+    wchar_t wszName[1] = {0};
+    CHeapArray<wchar_t> pwszName;
+    const wchar_t* pwszQueryName = wszName;
+    if (pszValueName && *pszValueName)
+    {
+        const int cchName = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, pszValueName, -1, nullptr, 0);
+        if (cchName <= 0 || !(pwszName = AllocArray<wchar_t>(cchName)) ||
+            MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, pszValueName, -1, pwszName.get(), cchName) <= 0)
+            return ERROR_INVALID_PARAMETER;
+        pwszQueryName = pwszName.get();
+    }
+
+    DWORD dwType = REG_NONE;
+    DWORD cbValue = 0;
+    LSTATUS status = RegQueryValueExW(hKey, pwszQueryName, nullptr, &dwType, nullptr, &cbValue);
+    if (status != ERROR_SUCCESS)
+        return status;
+    if (dwType != REG_SZ && dwType != REG_EXPAND_SZ)
+        return ERROR_INVALID_DATA;
+    const DWORD cchValue = (cbValue + 1) / 2;
+    if (cchValue >= 1000000)
+        return ERROR_OUTOFMEMORY;
+
+    // One more unit than stored: registry strings need not carry their terminator.
+    CHeapArray<wchar16> pwchValue = AllocArray<wchar16>(cchValue + 1);
+    if (!pwchValue)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    DWORD dwTypeAgain = REG_NONE;
+    cbValue = cchValue * sizeof(wchar16);
+    status = RegQueryValueExW(hKey, pwszQueryName, nullptr, &dwTypeAgain,
+                              reinterpret_cast<BYTE*>(pwchValue.get()), &cbValue);
+    if (status != ERROR_SUCCESS)
+        return status;
+    if (dwTypeAgain != dwType)
+        return ERROR_INVALID_DATA;
+    pwchValue[cbValue / sizeof(wchar16)] = 0;
+    *ppwchValue = std::move(pwchValue);
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+PFNEnumProcessModules g_pfnEnumProcessModules =
+    GetProcAddressAs<PFNEnumProcessModules>(LoadLibraryA("psapi.dll"), "EnumProcessModules");
+PFNEnumProcesses g_pfnEnumProcesses =
+    GetProcAddressAs<PFNEnumProcesses>(LoadLibraryA("psapi.dll"), "EnumProcesses");
+PFNGetModuleBaseNameA g_pfnGetModuleBaseNameA =
+    GetProcAddressAs<PFNGetModuleBaseNameA>(LoadLibraryA("psapi.dll"), "GetModuleBaseNameA");
+
+const char* const k_rgpszAppCompatLayers[15] = {
+    "RUNASADMIN",  "WIN95",      "WIN98",         "WIN4SP5",  "WIN2000", "WINXPSP2",
+    "WINXPSP3",    "VISTARTM",   "VISTASP1",      "VISTASP2", "WIN7RTM", "WIN8RTMWINSRV03SP1",
+    "WINSRV08SP1", "DPIUNAWARE", "GDIDPISCALING",
+};
+
+const Windows10Release_s k_rgWindows10Releases[9] = {
+    {10240, 1507, "Base"},
+    {10586, 1511, "November 2017 Update"},
+    {15063, 1703, "2017 Creators Update"},
+    {16299, 1709, "2017 Fall Creators Update"},
+    {17134, 1803, "April 2018 Update"},
+    {17763, 1809, "October 2018 Update"},
+    {18362, 1903, "May 2019 Update"},
+    {18363, 1909, "November 2019 Update"},
+    {19041, 2004, "May 2020 Update"},
+};
+
+CUtlString ExpandEnvironmentStringsUTF8(const char* pszText)
+{
+    CHeapArray<wchar16> pwchSource = UTF8ToWide(pszText ? pszText : "");
+    if (!pwchSource)
+        return CUtlString();
+    CHeapArray<wchar_t> pwchExpanded =
+        ExpandEnvironment<wchar_t>(AsWide(pwchSource.get()), ExpandEnvironmentStringsW);
+    if (!pwchExpanded)
+        return CUtlString();
+    return WideToUTF8(reinterpret_cast<const wchar16*>(pwchExpanded.get()));
+}
+
+CUtlString ExpandEnvironmentStringsMultiByte(const char* pszText)
+{
+    CHeapArray<char> pchExpanded = ExpandEnvironment<char>(pszText ? pszText : "", ExpandEnvironmentStringsA);
+    return pchExpanded ? CUtlString(pchExpanded.get()) : CUtlString();
+}
+
+bool BGetFileVersionDescription(const char* pszPath, CUtlString* pstrDescription, ELanguage eLanguage)
+{
+    Assert(pstrDescription);
+    if (!pstrDescription)
+        return false;
+    pstrDescription->Clear();
+
+    CPathString path(pszPath);
+    const wchar_t* pwszPath = path.GetWCharPath();
+    DWORD dwHandle = 0;
+    const DWORD cubVersionInfo = pwszPath ? GetFileVersionInfoSizeW(pwszPath, &dwHandle) : 0;
+    if (cubVersionInfo == 0)
+        return false;
+    CHeapArray<BYTE> pubVersionInfo = AllocArray<BYTE>(cubVersionInfo);
+    if (pubVersionInfo && GetFileVersionInfoW(pwszPath, 0, cubVersionInfo, pubVersionInfo.get()))
+        ReadTranslatedDescription(pubVersionInfo.get(), GetLanguageWindowsId(eLanguage), pstrDescription);
+    return !pstrDescription->IsEmpty();
+}
+
+LSTATUS RegQueryValueUTF8(HKEY hKey, const char* pszValueName, char* pchValue, unsigned int cubValue)
+{
+    if (cubValue > 0x7FFFFFFF)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    CHeapArray<wchar16> pwchValue;
+    const LSTATUS status = QueryWideString(hKey, pszValueName, &pwchValue);
+    if (status != ERROR_SUCCESS)
+        return status;
+    const int cubNeeded = V_UTF16ToUTF8(pwchValue.get(), nullptr, 0);
+    if (cubNeeded <= 0)
+        return ERROR_INVALID_DATA;
+    if (pchValue && cubValue)
+        V_UTF16ToUTF8(pwchValue.get(), pchValue, (int)cubValue);
+    return (unsigned int)cubNeeded > cubValue ? ERROR_MORE_DATA : ERROR_SUCCESS;
+}
+
+LSTATUS RegQueryValueUTF8String(HKEY hKey, const char* pszValueName, CUtlString* pstrValue)
+{
+    Assert(pstrValue);
+    if (!pstrValue)
+        return ERROR_INVALID_PARAMETER;
+    CHeapArray<wchar16> pwchValue;
+    const LSTATUS status = QueryWideString(hKey, pszValueName, &pwchValue);
+    if (status != ERROR_SUCCESS)
+        return status;
+    if (V_UTF16ToUTF8(pwchValue.get(), nullptr, 0) <= 0)
+        return ERROR_INVALID_DATA;
+    *pstrValue = WideToUTF8(pwchValue.get());
+    return ERROR_SUCCESS;
+}
+
+LSTATUS RegSetValueUTF8(HKEY hKey, const char* pszValueName, const char* pszValue)
+{
+    wchar_t wszName[512];
+    if (pszValueName && MultiByteToWideChar(CP_ACP, 0, pszValueName, -1, wszName, V_ARRAYSIZE(wszName)) == 0)
+        return ERROR_INVALID_PARAMETER;
+    CHeapArray<wchar16> pwchValue = UTF8ToWide(pszValue ? pszValue : "");
+    if (!pwchValue)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    const size_t cchValue = V_wcslen16(pwchValue.get());
+    return RegSetValueExW(hKey, pszValueName ? wszName : nullptr, 0, REG_SZ,
+                          reinterpret_cast<const BYTE*>(pwchValue.get()), (DWORD)(cchValue * 2 + 2));
+}
+
+bool BSetAppCompatLayer(bool bCurrentUser, const char* pszExePath, const char* pszLayer)
+{
+    HKEY hLayers = nullptr;
+    if (RegOpenKeyExA(bCurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE,
+                      "Software\\Microsoft\\Windows NT\\CurrentVersion\\AppCompatFlags\\Layers", 0,
+                      KEY_ALL_ACCESS | KEY_WOW64_64KEY, &hLayers) != ERROR_SUCCESS)
+        return false;
+    LSTATUS status;
+    if (!pszLayer || !*pszLayer)
+        status = RegDeleteValueA(hLayers, pszExePath);
+    else
+        status = RegSetValueExA(hLayers, pszExePath, 0, REG_SZ, reinterpret_cast<const BYTE*>(pszLayer),
+                                (DWORD)strlen(pszLayer) + 1);
+    RegCloseKey(hLayers);
+    return status == ERROR_SUCCESS;
+}
