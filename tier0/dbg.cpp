@@ -23,8 +23,18 @@ std::atomic<bool> s_bAssertsDisabled{false};
 thread_local int t_nAssertNesting = 0;
 
 // Sites already handed to the crash reporter, keyed by line and file-name pointer.
-std::mutex s_mutexReportedSites;
-std::set<std::pair<uint32, uintp>> s_setReportedSites;
+struct ReportedSites_s
+{
+    std::mutex m_mutex;
+    std::set<std::pair<uint32, uintp>> m_setSites;
+};
+
+// Never torn down: assertions may still fire from other objects' destructors at exit.
+ReportedSites_s& ReportedSites()
+{
+    static ReportedSites_s& s_sites = *new ReportedSites_s;
+    return s_sites;
+}
 
 bool BDontBreakOnAssert()
 {
@@ -34,8 +44,9 @@ bool BDontBreakOnAssert()
 
 bool BFirstReportAtSite(uint32 unLine, const char* pszFile)
 {
-    std::lock_guard<std::mutex> lock(s_mutexReportedSites);
-    return s_setReportedSites.insert({unLine, reinterpret_cast<uintp>(pszFile)}).second;
+    ReportedSites_s& sites = ReportedSites();
+    std::lock_guard<std::mutex> lock(sites.m_mutex);
+    return sites.m_setSites.insert({unLine, reinterpret_cast<uintp>(pszFile)}).second;
 }
 
 SpewRetval_t SpewAssert(const char* pszFile, int nLine, const char* pszFormat, ...)

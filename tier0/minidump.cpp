@@ -9,37 +9,50 @@
 namespace
 {
 
-std::mutex s_mutexReports;
-uint32 s_unReportCount = 0;
-char s_szLastComment[1024] = "";
-bool s_bLastReporterFlag = false;
+struct ReportLog_s
+{
+    std::mutex m_mutex;
+    uint32 m_unCount = 0;
+    char m_szLastComment[1024] = "";
+    bool m_bLastReporterFlag = false;
+};
+
+// Never torn down: a fatal assertion may be reported from a destructor at exit.
+ReportLog_s& ReportLog()
+{
+    static ReportLog_s& s_log = *new ReportLog_s;
+    return s_log;
+}
 
 } // namespace
 
 void WriteAssertMiniDump(const char* pszMessage, const char* pszFile, int nLine, bool bReporterFlag)
 {
-    std::lock_guard<std::mutex> lock(s_mutexReports);
-    ++s_unReportCount;
-    snprintf(s_szLastComment, sizeof(s_szLastComment), "Assert( %s ):%s:%d\n", pszMessage ? pszMessage : "",
-             pszFile ? pszFile : "", nLine);
-    s_bLastReporterFlag = bReporterFlag;
+    ReportLog_s& log = ReportLog();
+    std::lock_guard<std::mutex> lock(log.m_mutex);
+    ++log.m_unCount;
+    snprintf(log.m_szLastComment, sizeof(log.m_szLastComment), "Assert( %s ):%s:%d\n",
+             pszMessage ? pszMessage : "", pszFile ? pszFile : "", nLine);
+    log.m_bLastReporterFlag = bReporterFlag;
 }
 
 uint32 GetAssertMiniDumpCount()
 {
-    std::lock_guard<std::mutex> lock(s_mutexReports);
-    return s_unReportCount;
+    ReportLog_s& log = ReportLog();
+    std::lock_guard<std::mutex> lock(log.m_mutex);
+    return log.m_unCount;
 }
 
 const char* GetLastAssertMiniDumpComment()
 {
-    return s_szLastComment;
+    return ReportLog().m_szLastComment;
 }
 
 bool GetLastAssertMiniDumpReporterFlag()
 {
-    std::lock_guard<std::mutex> lock(s_mutexReports);
-    return s_bLastReporterFlag;
+    ReportLog_s& log = ReportLog();
+    std::lock_guard<std::mutex> lock(log.m_mutex);
+    return log.m_bLastReporterFlag;
 }
 
 bool BAssertDialogAsksBreak()

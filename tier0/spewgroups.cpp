@@ -25,9 +25,10 @@ struct SpewGroupTable_s
     int32 m_nDefaultLevel = 0;
 };
 
+// Never torn down: messages may still be spewed from other objects' destructors at exit.
 SpewGroupTable_s& GroupTable()
 {
-    static SpewGroupTable_s s_table;
+    static SpewGroupTable_s& s_table = *new SpewGroupTable_s;
     return s_table;
 }
 

@@ -9,7 +9,8 @@
 void WriteAssertMiniDump(const char* pszMessage, const char* pszFile, int nLine, bool bReporterFlag);
 
 uint32 GetAssertMiniDumpCount();
-// The comment of the most recent report, "" when none was made.
+// The comment of the most recent report, "" when none was made; read it while no other
+// thread reports.
 const char* GetLastAssertMiniDumpComment();
 bool GetLastAssertMiniDumpReporterFlag();
 

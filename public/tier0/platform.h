@@ -12,7 +12,8 @@ void Plat_OutputDebugString(const char* pszText);
 // Ends the process at once with the given exit code, running no exit handlers.
 [[noreturn]] void Plat_TerminateProcess(int nExitCode);
 uint32 Plat_GetCurrentThreadId();
-// The value of an environment variable, or null when it is not set.
+// The value of an environment variable, or null when it is not set. On Windows the text
+// lives until the calling thread asks again.
 const char* Plat_GetEnv(const char* pszName);
 void Plat_Sleep(uint32 nMilliseconds);
 
