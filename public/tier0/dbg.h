@@ -67,40 +67,40 @@ bool AssertMsgFormat(const char* pszFile, uint32 unLineWord, const char* pszForm
 void SetAssertsDisabled(bool bDisabled);
 bool AreAssertsDisabled();
 
-#define ISE_ASSERT_REPORT(lineword, ...)                                                             \
-    do                                                                                               \
-    {                                                                                                \
-        if (!AssertMsgFormat(__FILE__, (lineword), __VA_ARGS__) && Plat_IsDebuggerPresent())         \
-            PLAT_DEBUG_BREAK();                                                                      \
+#define ISE_ASSERT_REPORT(lineword, ...)                                                                     \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!AssertMsgFormat(__FILE__, (lineword), __VA_ARGS__) && Plat_IsDebuggerPresent())                 \
+            PLAT_DEBUG_BREAK();                                                                              \
     } while (0)
 
 // Assert(exp): reports the expression text and carries on.
-#define Assert(exp)                                                                                  \
-    do                                                                                               \
-    {                                                                                                \
-        if (!(exp))                                                                                  \
-            ISE_ASSERT_REPORT((uint32)__LINE__, "%s", #exp);                                         \
+#define Assert(exp)                                                                                          \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!(exp))                                                                                          \
+            ISE_ASSERT_REPORT((uint32)__LINE__, "%s", #exp);                                                 \
     } while (0)
 
 // AssertFmt(exp, format, ...): reports a formatted message instead of the expression.
-#define AssertFmt(exp, ...)                                                                          \
-    do                                                                                               \
-    {                                                                                                \
-        if (!(exp))                                                                                  \
-            ISE_ASSERT_REPORT((uint32)__LINE__, __VA_ARGS__);                                        \
+#define AssertFmt(exp, ...)                                                                                  \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!(exp))                                                                                          \
+            ISE_ASSERT_REPORT((uint32)__LINE__, __VA_ARGS__);                                                \
     } while (0)
 
 // Fatal forms: report, then end the process with exit code 1.
-#define AssertFatal(exp)                                                                             \
-    do                                                                                               \
-    {                                                                                                \
-        if (!(exp))                                                                                  \
-            ISE_ASSERT_REPORT((uint32)__LINE__ | k_unAssertFatal, "%s", #exp);                       \
+#define AssertFatal(exp)                                                                                     \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!(exp))                                                                                          \
+            ISE_ASSERT_REPORT((uint32)__LINE__ | k_unAssertFatal, "%s", #exp);                               \
     } while (0)
 
-#define AssertFatalFmt(exp, ...)                                                                     \
-    do                                                                                               \
-    {                                                                                                \
-        if (!(exp))                                                                                  \
-            ISE_ASSERT_REPORT((uint32)__LINE__ | k_unAssertFatal, __VA_ARGS__);                      \
+#define AssertFatalFmt(exp, ...)                                                                             \
+    do                                                                                                       \
+    {                                                                                                        \
+        if (!(exp))                                                                                          \
+            ISE_ASSERT_REPORT((uint32)__LINE__ | k_unAssertFatal, __VA_ARGS__);                              \
     } while (0)
