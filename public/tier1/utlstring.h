@@ -88,7 +88,7 @@ public:
     void AppendChar(char ch);
 
     // Format and append-format: return the resulting length; 0 and no change in the
-    // error state.
+    // error state. A format that fails leaves the text as it was.
     size_t Format(const char* pszFormat, ...) __attribute__((format(printf, 2, 3)));
     size_t VFormat(const char* pszFormat, va_list args);
     size_t AppendFormat(const char* pszFormat, ...) __attribute__((format(printf, 2, 3)));
@@ -113,9 +113,15 @@ private:
         HeapData_s m_heap;
     };
 
+    uint8 LastByte() const { return reinterpret_cast<const uint8*>(&m_data)[k_cchInline]; }
+    char* Data() { return IsHeap() ? m_data.m_heap.m_pchString : m_data.m_szInline; }
+    void InitInline();
+    void FreeHeap();
+    // Reports the failure and becomes an empty string in the error state.
     void SetError();
     void SetLength(size_t nLength);
     void MoveToHeap(size_t nCapacity);
+    size_t FormatAt(size_t nStart, const char* pszFormat, va_list args);
 
     Data_u m_data;
 };

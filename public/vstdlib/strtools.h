@@ -29,7 +29,8 @@ void V_strncpy(char* pszDest, const char* pszSrc, size_t cchDest);
 void V_strncat(char* pszDest, const char* pszSrc, size_t cchDest);
 // Formats with truncation; always terminated. Returns the formatted length that fitted,
 // or -1 when the output was cut or formatting failed.
-int V_snprintf(char* pszDest, size_t cchDest, const char* pszFormat, ...) __attribute__((format(printf, 3, 4)));
+int V_snprintf(char* pszDest, size_t cchDest, const char* pszFormat, ...)
+    __attribute__((format(printf, 3, 4)));
 int V_vsnprintf(char* pszDest, size_t cchDest, const char* pszFormat, va_list args);
 
 // UTF-8 <-> UTF-16, the program's own conversions (no platform calls). Invalid input
@@ -60,6 +61,7 @@ void V_StripTrailingSlash(char* pszPath);
 bool V_StripLastComponent(char* pszPath);
 // The text after the last separator.
 const char* V_UnqualifiedFileName(const char* pszPath);
-// Removes "." and ".." components in place, with chSeparator as the separator; false when
-// a ".." would climb above the root.
+// Removes "." and ".." components and empty ones in place, with chSeparator as the
+// separator; false when a ".." would climb above the root ("C:\", "\\server\share\",
+// "\", or the start of a relative path).
 bool V_RemoveDotSlashes(char* pszPath, char chSeparator = '\\');
