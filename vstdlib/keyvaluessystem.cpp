@@ -49,6 +49,80 @@ void CKeyValuesSystem::PoolReport_s::Emit() const
 
 namespace
 {
+constexpr uint64 k_ulEveryByte = 0x0101010101010101ull;
+
+// A-Z to a-z in eight bytes at once; bytes 0x80 and above are left alone.
+uint64 LowerAscii8(uint64 ulBytes)
+{
+    uint64 ulLow7 = ulBytes & (0x7F * k_ulEveryByte);
+    uint64 ulFromA = ulLow7 + (0x80 - 'A') * k_ulEveryByte;     // bit 7 set where byte >= 'A'
+    uint64 ulPastZ = ulLow7 + (0x80 - 'Z' - 1) * k_ulEveryByte; // bit 7 set where byte > 'Z'
+    uint64 ulUpper = ulFromA & ~ulPastZ & ~ulBytes & (0x80 * k_ulEveryByte);
+    return ulBytes | (ulUpper >> 2);
+}
+
+uint64 MixChunk(uint64 ulHash, uint64 ulChunk)
+{
+    ulHash = (ulHash ^ LowerAscii8(ulChunk)) * 0x9E3779B97F4A7C15ull;
+    return ulHash ^ (ulHash >> 29);
+}
+
+// The case-insensitive hash of a name, eight characters per step: a hit must cost far
+// less than the node it names.
+uint32 HashName(const char* pszName, uint32* pcchName)
+{
+    size_t cchName = strlen(pszName);
+    *pcchName = (uint32)cchName;
+    uint64 ulHash = CKeyValuesSystem::k_unHashSeed ^ (cchName * 0xC2B2AE3D27D4EB4Full);
+    size_t ich = 0;
+    for (; ich + 8 <= cchName; ich += 8)
+    {
+        uint64 ulChunk;
+        memcpy(&ulChunk, pszName + ich, 8);
+        ulHash = MixChunk(ulHash, ulChunk);
+    }
+    size_t cchTail = cchName - ich;
+    if (cchTail)
+    {
+        // The tail as if zero-padded; a whole-word read avoids a store-forwarding stall.
+        uint64 ulChunk = 0;
+        if (cchName >= 8)
+        {
+            memcpy(&ulChunk, pszName + cchName - 8, 8);
+            ulChunk >>= 8 * (8 - cchTail);
+        }
+        else
+        {
+            for (size_t i = 0; i < cchTail; ++i)
+                ulChunk |= (uint64)(uint8)pszName[i] << (8 * i);
+        }
+        ulHash = MixChunk(ulHash, ulChunk);
+    }
+    ulHash ^= ulHash >> 33;
+    ulHash *= 0xFF51AFD7ED558CCDull;
+    ulHash ^= ulHash >> 33;
+    return (uint32)ulHash;
+}
+
+// Reads the pooled text only up to its terminator: bytes past it may be a name another
+// thread is writing.
+bool BPooledNameEquals(const char* pszPooled, const char* pszName)
+{
+    for (;; ++pszPooled, ++pszName)
+    {
+        char chPooled = *pszPooled;
+        if (chPooled != *pszName)
+        {
+            if (V_tolower_ascii(chPooled) != V_tolower_ascii(*pszName))
+                return false;
+        }
+        else if (chPooled == '\0')
+        {
+            return true;
+        }
+    }
+}
+
 const char* SkipExpressionPrefix(const char* pszName)
 {
     return (pszName && *pszName == '$') ? pszName + 1 : pszName;
@@ -75,23 +149,6 @@ CKeyValuesSystem::~CKeyValuesSystem()
     }
 }
 
-uint32 CKeyValuesSystem::HashName(const char* pszName, uint32* pcchName)
-{
-    // FNV-1a over the lower-cased bytes, then a finalizer so the low 14 bits (the
-    // bucket) depend on every character.
-    uint32 unHash = k_unHashSeed;
-    const char* pch = pszName;
-    for (; *pch; ++pch)
-        unHash = (unHash ^ (uint8)V_tolower_ascii(*pch)) * 16777619u;
-    *pcchName = (uint32)(pch - pszName);
-    unHash ^= unHash >> 16;
-    unHash *= 0x85EBCA6Bu;
-    unHash ^= unHash >> 13;
-    unHash *= 0xC2B2AE35u;
-    unHash ^= unHash >> 16;
-    return unHash;
-}
-
 void CKeyValuesSystem::RegisterSizeofKeyValues(int nSize)
 {
     AssertFmt(nSize < INT_MAX, "size < INT_MAX");
@@ -115,13 +172,7 @@ HKeySymbol CKeyValuesSystem::FindInBucket(const HashEntry_s& bucket, uint32 unHa
         const char* pszPooled =
             m_rgpPoolBlocks[(uint32)nSymbol / k_cubPoolBlock].load(std::memory_order_acquire) +
             (uint32)nSymbol % k_cubPoolBlock;
-        const char* pchName = pszName;
-        while (*pchName && V_tolower_ascii(*pchName) == V_tolower_ascii(*pszPooled))
-        {
-            ++pchName;
-            ++pszPooled;
-        }
-        if (*pchName == '\0' && *pszPooled == '\0')
+        if (BPooledNameEquals(pszPooled, pszName))
             return nSymbol;
     }
     return 0;

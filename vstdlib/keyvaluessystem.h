@@ -42,9 +42,6 @@ public:
     // Bytes of the pool handed out so far (the next symbol, when it fits the current block).
     uint32 GetPoolUsed() const { return m_unPoolPos.load(std::memory_order_acquire); }
 
-    // The case-insensitive hash of a name and its length.
-    static uint32 HashName(const char* pszName, uint32* pcchName);
-
 private:
     // A (hash, symbol) pair; symbol 0 marks an unused inline entry. Readers walk these
     // without the lock, so every field is atomic and published with release stores.

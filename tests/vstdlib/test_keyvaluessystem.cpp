@@ -57,6 +57,21 @@ TEST(KeyValuesSystem, NamesAreInternedOnceIgnoringCaseAndKeepTheFirstSpelling)
     EXPECT_EQ(nSymbol, nHandle);
 }
 
+TEST(KeyValuesSystem, OnlyAsciiLettersFoldCase)
+{
+    auto pTable = NewTable();
+    // Pairs that differ by the case bit (0x20) outside A-Z are different names.
+    const char* rgpszPairs[][2] = {
+        {"key@", "key`"}, {"key[", "key{"}, {"key\xC3\x84", "key\xE3\x84"}, {"A^", "A~"}};
+    for (const auto& rgpszPair : rgpszPairs)
+        EXPECT_NE(pTable->GetSymbolForString(rgpszPair[0]), pTable->GetSymbolForString(rgpszPair[1]))
+            << rgpszPair[0];
+    // Case differences in every position of a long name: first chunk, later chunks, tail.
+    HKeySymbol nSymbol = pTable->GetSymbolForString("HKEY_LOCAL_MACHINE\\Software\\Pellan");
+    EXPECT_EQ(nSymbol, pTable->GetSymbolForString("hkey_local_machine\\SOFTWARE\\pellaN", false));
+    EXPECT_EQ(0, pTable->GetSymbolForString("hkey_local_machine\\SOFTWARE\\pella", false));
+}
+
 TEST(KeyValuesSystem, FailedLookupInternsNothing)
 {
     auto pTable = NewTable();
