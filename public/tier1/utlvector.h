@@ -47,8 +47,10 @@ public:
     }
     int AddToTail(const T& src)
     {
+        // src may be one of our own elements, which growing would move away.
+        T copy(src);
         Grow(m_nCount + 1);
-        new (&m_pMemory[m_nCount]) T(src);
+        new (&m_pMemory[m_nCount]) T(std::move(copy));
         return m_nCount++;
     }
     void Remove(int i)
