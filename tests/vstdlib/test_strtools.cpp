@@ -180,7 +180,9 @@ TEST(StrToolsPath, RemoveDotSlashes)
         bool bOk = V_RemoveDotSlashes(&strPath[0]);
         EXPECT_EQ(bOk, c.m_pszOut != nullptr) << c.m_pszIn;
         if (bOk && c.m_pszOut)
+        {
             EXPECT_STREQ(strPath.c_str(), c.m_pszOut) << c.m_pszIn;
+        }
     }
 
     char szSlashes[] = "C:\\x\\.\\y";
