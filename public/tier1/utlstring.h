@@ -36,8 +36,9 @@ public:
     void SetDirect(const char* pchText, uint32 cchText);
     void Append(const char* pchText, uint32 cchText);
     void Append(const char* pszText);
-    // Makes the string nLength characters long (contents unspecified beyond the old text,
-    // terminated at nLength) and returns its writable text; null when it cannot.
+    // Makes the string nLength characters long (the old text kept, anything beyond it left
+    // for the caller to fill, terminated at nLength) and returns its writable text; null
+    // when it cannot.
     char* GetForModify(uint32 nLength);
     void Clear();
 
