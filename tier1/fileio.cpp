@@ -449,6 +449,8 @@ bool LoadFileRangeIntoBuffer(const char* pszPath, int64 nOffset, int64 cubToRead
         return true;
     if (!buf.EnsureCapacity(cubRoom) || !reader.BSeek(nOffset))
         return false;
+    // The put position moves first: moving it over bytes already read would clear them.
+    buf.SeekPut(CUtlBuffer::SEEK_HEAD, (int)cubBytesToRead);
 
     uint32 cbActual = 0;
     const bool bRead = reader.BIsUnbuffered()
@@ -457,7 +459,8 @@ bool LoadFileRangeIntoBuffer(const char* pszPath, int64 nOffset, int64 cubToRead
     if (!bRead)
         return false;
     Assert(cbActual < (uint32)nBufSizeWithTerminator);
-    buf.SeekPut(CUtlBuffer::SEEK_HEAD, (int)cbActual);
+    if (cbActual < (uint32)cubBytesToRead)
+        buf.SeekPut(CUtlBuffer::SEEK_HEAD, (int)cbActual);
     return true;
 }
 
