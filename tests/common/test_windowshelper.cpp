@@ -1,0 +1,169 @@
+// Windows helpers on the test prefix: environment expansion, version descriptions, the
+// UTF-8 registry string helpers with their error codes, and compatibility layers.
+
+#include <gtest/gtest.h>
+
+#include "common/windowshelper.h"
+#include "regtestutil.h"
+#include "tests/tier0/spewcapture.h"
+
+namespace
+{
+
+const char k_szLayersKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion\\AppCompatFlags\\Layers";
+
+std::string BesideTestProgram(const char* pszName)
+{
+    char szPath[MAX_PATH];
+    GetModuleFileNameA(nullptr, szPath, sizeof(szPath));
+    std::string strPath(szPath);
+    return strPath.substr(0, strPath.find_last_of('\\') + 1) + pszName;
+}
+
+TEST(ExpandEnvironment, ReplacesKnownNamesAndKeepsTheRest)
+{
+    ASSERT_TRUE(SetEnvironmentVariableW(L"ISE_TEST_VAR", L"Gr\u00fc\u00dfe \u65e5"));
+    EXPECT_STREQ("a Gr\xC3\xBC\xC3\x9F\x65 \xE6\x97\xA5 b",
+                 ExpandEnvironmentStringsUTF8("a %ISE_TEST_VAR% b"));
+    EXPECT_STREQ("\xE2\x82\xAC 100% %NOSUCHVAR%",
+                 ExpandEnvironmentStringsUTF8("\xE2\x82\xAC 100% %NOSUCHVAR%"));
+    EXPECT_STREQ("", ExpandEnvironmentStringsUTF8(nullptr));
+    ASSERT_TRUE(SetEnvironmentVariableA("ISE_TEST_VAR", "plain"));
+    EXPECT_STREQ("[plain] %NOSUCHVAR%", ExpandEnvironmentStringsMultiByte("[%ISE_TEST_VAR%] %NOSUCHVAR%"));
+}
+
+// version_de_en lists German, English; version_en_de English, German (product name
+// only), Japanese.
+TEST(VersionDescription, LastConsideredTranslationWins)
+{
+    const struct
+    {
+        const char* m_pszFile;
+        ELanguage m_eLanguage;
+        const char* m_pszExpected;
+    } rgCases[] = {
+        {"version_de_en.exe", k_ELanguageGerman, "English description"},
+        {"version_de_en.exe", k_ELanguageEnglish, "English description"},
+        {"version_en_de.exe", k_ELanguageGerman, "Gr\xC3\xB6\xC3\x9F\x65"},
+        {"version_en_de.exe", k_ELanguageFrench, "English description"},
+        {"version_en_de.exe", k_ELanguageJapanese, "Japanese description"},
+        {"version_en_de.exe", k_ELanguageUnknown, "English description"},
+    };
+    CUtlString strDescription;
+    for (const auto& test : rgCases)
+    {
+        SCOPED_TRACE(std::string(test.m_pszFile) + " " + std::to_string(test.m_eLanguage));
+        EXPECT_TRUE(BGetFileVersionDescription(BesideTestProgram(test.m_pszFile).c_str(), &strDescription,
+                                               test.m_eLanguage));
+        EXPECT_STREQ(test.m_pszExpected, strDescription);
+    }
+    EXPECT_FALSE(BGetFileVersionDescription(BesideTestProgram("test_common.exe").c_str(), &strDescription,
+                                            k_ELanguageEnglish));
+    EXPECT_STREQ("", strDescription);
+}
+
+class RegistryStringTest : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(RawCreateKey(HKEY_CURRENT_USER, 0, m_scratch.Path()));
+        RegOpenKeyExA(HKEY_CURRENT_USER, m_scratch.Path(), 0, KEY_ALL_ACCESS, &m_hKey);
+    }
+    void TearDown() override { RegCloseKey(m_hKey); }
+    void Set(const wchar_t* pwszName, DWORD dwType, const void* pvData, DWORD cbData)
+    {
+        ASSERT_TRUE(RawSetValue(HKEY_CURRENT_USER, 0, m_scratch.Path(), pwszName, dwType, pvData, cbData));
+    }
+
+    CScratchRegKey m_scratch{"Software"};
+    HKEY m_hKey = nullptr;
+};
+
+TEST_F(RegistryStringTest, ReadsFitOr234WrongTypes13HugeStrings14)
+{
+    const DWORD dwValue = 1;
+    const std::wstring wstrLongest(999998, L'w');
+    const std::wstring wstrHuge(999999, L'w');
+    Set(L"s", REG_SZ, L"abc", 8);
+    Set(L"", REG_EXPAND_SZ, L"%d%", 8);
+    Set(L"d", REG_DWORD, &dwValue, sizeof(dwValue));
+    Set(L"b", REG_BINARY, L"ab", 6);
+    // 1,999,998 bytes (999,999 characters with the terminator) is the most.
+    Set(L"longest", REG_SZ, wstrLongest.c_str(), 1999998);
+    Set(L"huge", REG_SZ, wstrHuge.c_str(), 2000000);
+
+    char szValue[8] = "";
+    EXPECT_EQ(0, RegQueryValueUTF8(m_hKey, "s", szValue, 4));
+    EXPECT_STREQ("abc", szValue);
+    EXPECT_EQ(ERROR_MORE_DATA, RegQueryValueUTF8(m_hKey, "s", szValue, 3));
+    EXPECT_EQ(0, RegQueryValueUTF8(m_hKey, nullptr, szValue, sizeof(szValue)));
+    EXPECT_STREQ("%d%", szValue);
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegQueryValueUTF8(m_hKey, "missing", szValue, sizeof(szValue)));
+    EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, RegQueryValueUTF8(m_hKey, "s", szValue, 0x80000000u));
+    EXPECT_EQ(ERROR_INVALID_DATA, RegQueryValueUTF8(m_hKey, "d", szValue, sizeof(szValue)));
+    EXPECT_EQ(ERROR_OUTOFMEMORY, RegQueryValueUTF8(m_hKey, "huge", szValue, sizeof(szValue)));
+
+    CUtlString strValue;
+    EXPECT_EQ(ERROR_INVALID_DATA, RegQueryValueUTF8String(m_hKey, "b", &strValue));
+    EXPECT_EQ(ERROR_OUTOFMEMORY, RegQueryValueUTF8String(m_hKey, "huge", &strValue));
+    EXPECT_EQ(0, RegQueryValueUTF8String(m_hKey, "longest", &strValue));
+    EXPECT_EQ(999998u, strValue.Length());
+    CSpewCapture capture;
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, RegQueryValueUTF8String(m_hKey, "s", nullptr));
+    EXPECT_EQ(1u, capture.TextsOfType(SPEW_ASSERT).size());
+}
+
+TEST_F(RegistryStringTest, WritesUTF16WithItsTerminator)
+{
+    const char* pszText = "\xC3\x84rger \xF0\x9F\x98\x80";
+    EXPECT_EQ(0, RegSetValueUTF8(m_hKey, "s", pszText));
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(L"\u00c4rger \U0001F600"), 18),
+              RawGetValue(HKEY_CURRENT_USER, 0, m_scratch.Path(), L"s")->m_strBytes);
+    CUtlString strValue;
+    EXPECT_EQ(0, RegQueryValueUTF8String(m_hKey, "s", &strValue));
+    EXPECT_STREQ(pszText, strValue);
+
+    EXPECT_EQ(0, RegSetValueUTF8(m_hKey, nullptr, nullptr));
+    EXPECT_EQ(std::string(2, '\0'), RawGetValue(HKEY_CURRENT_USER, 0, m_scratch.Path(), L"")->m_strBytes);
+    // The name has room for 511 characters and its terminator.
+    EXPECT_EQ(0, RegSetValueUTF8(m_hKey, std::string(511, 'n').c_str(), "x"));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, RegSetValueUTF8(m_hKey, std::string(512, 'n').c_str(), "x"));
+}
+
+// The Layers key must exist already: it is never created.
+void CheckAppCompatLayer(bool bCurrentUser, const char* pszExe, const wchar_t* pwszExe)
+{
+    const HKEY hHive = bCurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+    const HKEY hOtherHive = bCurrentUser ? HKEY_LOCAL_MACHINE : HKEY_CURRENT_USER;
+    const bool bHadLayers = RawCountEntries(hHive, KEY_WOW64_64KEY, k_szLayersKey) >= 0;
+    if (!bHadLayers)
+    {
+        EXPECT_FALSE(BSetAppCompatLayer(bCurrentUser, pszExe, "WIN7RTM"));
+        EXPECT_EQ(-1, RawCountEntries(hHive, KEY_WOW64_64KEY, k_szLayersKey));
+        ASSERT_TRUE(RawCreateKey(hHive, KEY_WOW64_64KEY, k_szLayersKey));
+    }
+    EXPECT_TRUE(BSetAppCompatLayer(bCurrentUser, pszExe, "~ RUNASADMIN  WIN8RTM"));
+    EXPECT_EQ("~ RUNASADMIN  WIN8RTM", RawGetString(hHive, KEY_WOW64_64KEY, k_szLayersKey, pwszExe));
+    EXPECT_FALSE(RawGetValue(hOtherHive, KEY_WOW64_64KEY, k_szLayersKey, pwszExe));
+    EXPECT_TRUE(BSetAppCompatLayer(bCurrentUser, pszExe, ""));
+    EXPECT_FALSE(RawGetValue(hHive, KEY_WOW64_64KEY, k_szLayersKey, pwszExe));
+    EXPECT_FALSE(BSetAppCompatLayer(bCurrentUser, pszExe, ""));
+    if (!bHadLayers)
+        RawDeleteTree(hHive, KEY_WOW64_64KEY, k_szLayersKey);
+}
+
+// Only this test touches the machine-wide Layers key, so it may take it away first.
+TEST(AppCompatLayer, SetAndRemovedOnlyUnderAnExistingLayersKey)
+{
+    RawDeleteTree(HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY, k_szLayersKey);
+    CheckAppCompatLayer(false, "C:\\IseTest\\machine.exe", L"C:\\IseTest\\machine.exe");
+    CheckAppCompatLayer(true, "C:\\IseTest\\user.exe", L"C:\\IseTest\\user.exe");
+}
+
+TEST(WindowsHelper, PsapiLookUpsRanAtStartUp)
+{
+    EXPECT_TRUE(g_pfnEnumProcessModules && g_pfnEnumProcesses && g_pfnGetModuleBaseNameA);
+}
+
+} // namespace
