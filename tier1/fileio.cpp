@@ -219,7 +219,9 @@ uint32 SectorSizeOfDrive(const char* pszPath)
 // Unbuffered reads go through a page-aligned block of whole pages and are cut to size.
 bool BReadUnbuffered(CFileReader& reader, void* pvDest, uint32 cubToRead, uint32* pcubRead)
 {
-    const SIZE_T cubAligned = ((SIZE_T)cubToRead + k_unPageSize - 1) / k_unPageSize * k_unPageSize;
+    // At least one page: VirtualAlloc refuses an empty block.
+    const SIZE_T cPages = ((SIZE_T)cubToRead + k_unPageSize - 1) / k_unPageSize;
+    const SIZE_T cubAligned = (cPages ? cPages : 1) * k_unPageSize;
     void* pvAligned = VirtualAlloc(nullptr, cubAligned, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE);
     if (!pvAligned)
         return false;
@@ -243,8 +245,9 @@ CPathString::CPathString(const char* pszPath, const char* pszBase)
     if (!m_pszUTF8Path)
         return;
     V_FixSlashes(m_pszUTF8Path, '\\');
+    // A failed removal may leave the text half rewritten, so the report names the input.
     AssertFmt(V_RemoveDotSlashes(m_pszUTF8Path, '\\'), "V_RemoveDotSlashes failed for \"%s\".",
-              m_pszUTF8Path);
+              strPath.Get());
     V_FixSlashes(m_pszUTF8Path, '\\');
 }
 
