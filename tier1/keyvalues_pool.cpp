@@ -1,7 +1,8 @@
 // KeyValues nodes come from 64 KiB chunks aligned to their size, so a node finds its
-// chunk by masking its address and a node costs exactly its 32 bytes. Every operation is
-// O(1) under one spin lock whose critical sections are a few loads and stores; chunks are
-// allocated and released outside it.
+// chunk by masking its address and a node costs exactly its 32 bytes. Each thread works
+// in one of four shards, so threads rarely meet on a lock; a node goes back to the shard
+// that made it. Every operation is O(1) under the shard's spin lock, whose critical
+// sections are a few loads and stores; chunks are allocated and released outside it.
 
 #include "tier1/keyvalues_pool.h"
 
@@ -33,6 +34,8 @@
 namespace
 {
 constexpr size_t k_cubChunk = 65536;
+constexpr int k_nShardBits = 2;
+constexpr uint32 k_cShards = 1u << k_nShardBits;
 constexpr size_t k_cubNode = sizeof(KeyValues);
 
 struct FreeNode_s
@@ -40,8 +43,11 @@ struct FreeNode_s
     FreeNode_s* m_pNext;
 };
 
+class CKeyValuesPool;
+
 struct Chunk_s
 {
+    CKeyValuesPool* m_pPool; // the shard that carved it
     Chunk_s* m_pPrevAvailable;
     Chunk_s* m_pNextAvailable;
     FreeNode_s* m_pFree;
@@ -73,16 +79,16 @@ private:
     std::atomic<bool> m_bLocked{false};
 };
 
-class CKeyValuesPool
+class alignas(64) CKeyValuesPool // a cache line each, so shards never share one
 {
 public:
     void* Alloc();
     void Free(void* pMem);
-    KeyValuesPoolStats_s GetStats();
+    void AddStats(KeyValuesPoolStats_s* pStats);
+    static Chunk_s* ChunkOf(void* pMem) { return (Chunk_s*)((uintp)pMem & ~(uintp)(k_cubChunk - 1)); }
 
 private:
-    static Chunk_s* NewChunk();
-    static Chunk_s* ChunkOf(void* pMem) { return (Chunk_s*)((uintp)pMem & ~(uintp)(k_cubChunk - 1)); }
+    Chunk_s* NewChunk();
     void LinkAvailable(Chunk_s* pChunk);
     void UnlinkAvailable(Chunk_s* pChunk);
     static void* TakeNode(Chunk_s* pChunk);
@@ -95,13 +101,24 @@ private:
 };
 
 // Constant-initialized and never torn down: nodes may be freed during process exit.
-CKeyValuesPool s_pool;
+CKeyValuesPool s_rgShards[k_cShards];
+
+// Threads run on stacks megabytes apart, so the address of a local picks a shard per
+// thread without thread-local storage (which under MinGW costs more than the whole
+// allocation). Two threads that land on one shard only share its lock.
+CKeyValuesPool& ShardOfThisThread()
+{
+    char chOnStack;
+    uint64 ulStackMiB = (uint64)(uintp)&chOnStack >> 20;
+    return s_rgShards[(ulStackMiB * 0x9E3779B97F4A7C15ull) >> (64 - k_nShardBits)];
+}
 
 Chunk_s* CKeyValuesPool::NewChunk()
 {
     void* pMem = ::operator new(k_cubChunk, std::align_val_t(k_cubChunk), std::nothrow);
     AssertFatal(pMem);
     Chunk_s* pChunk = new (pMem) Chunk_s{};
+    pChunk->m_pPool = this;
     POOL_POISON((char*)pChunk + k_cubChunkHeader, k_cubChunk - k_cubChunkHeader);
     KeyValuesSystem()->RegisterSizeofKeyValues((int)sizeof(KeyValues));
     return pChunk;
@@ -201,28 +218,31 @@ void CKeyValuesPool::Free(void* pMem)
     }
 }
 
-KeyValuesPoolStats_s CKeyValuesPool::GetStats()
+void CKeyValuesPool::AddStats(KeyValuesPoolStats_s* pStats)
 {
     m_lock.Lock();
-    KeyValuesPoolStats_s stats = {m_cChunks, m_cNodesAlive};
+    pStats->m_cChunks += m_cChunks;
+    pStats->m_cNodesAlive += m_cNodesAlive;
     m_lock.Unlock();
-    return stats;
 }
 } // namespace
 
 void* KeyValues::operator new(size_t nSize)
 {
     AssertFatal(nSize == sizeof(KeyValues));
-    return s_pool.Alloc();
+    return ShardOfThisThread().Alloc();
 }
 
 void KeyValues::operator delete(void* pMem)
 {
     if (pMem)
-        s_pool.Free(pMem);
+        CKeyValuesPool::ChunkOf(pMem)->m_pPool->Free(pMem);
 }
 
 KeyValuesPoolStats_s GetKeyValuesPoolStats()
 {
-    return s_pool.GetStats();
+    KeyValuesPoolStats_s stats = {0, 0};
+    for (CKeyValuesPool& shard : s_rgShards)
+        shard.AddStats(&stats);
+    return stats;
 }

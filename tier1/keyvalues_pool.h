@@ -1,13 +1,14 @@
 #pragma once
 // The small-object pool behind KeyValues::operator new/delete. Nodes are carved from
-// 64 KiB chunks; a chunk whose nodes are all free goes back to the heap (one empty chunk
-// is kept to absorb create/destroy loops), so memory follows the number of nodes alive.
+// 64 KiB chunks; a chunk whose nodes are all free goes back to the heap (each of the four
+// shards keeps one empty chunk to absorb create/destroy loops), so memory follows the
+// number of nodes alive.
 
 #include "tier0/basetypes.h"
 
 struct KeyValuesPoolStats_s
 {
-    uint32 m_cChunks;     // chunks currently held
+    uint32 m_cChunks;     // chunks currently held, all shards
     uint64 m_cNodesAlive; // nodes handed out and not yet freed
 };
 
