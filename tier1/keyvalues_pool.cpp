@@ -1,6 +1,6 @@
 // KeyValues nodes come from 64 KiB chunks aligned to their size, so a node finds its
 // chunk by masking its address and a node costs exactly its 32 bytes. Each thread works
-// in one of four shards, so threads rarely meet on a lock; a node goes back to the shard
+// in one of eight shards, so threads rarely meet on a lock; a node goes back to the shard
 // that made it. Every operation is O(1) under the shard's spin lock, whose critical
 // sections are a few loads and stores; chunks are allocated and released outside it.
 
@@ -34,7 +34,7 @@
 namespace
 {
 constexpr size_t k_cubChunk = 65536;
-constexpr int k_nShardBits = 2;
+constexpr int k_nShardBits = 3;
 constexpr uint32 k_cShards = 1u << k_nShardBits;
 constexpr size_t k_cubNode = sizeof(KeyValues);
 
@@ -94,8 +94,8 @@ private:
     static void* TakeNode(Chunk_s* pChunk);
 
     CSpinLock m_lock;
-    Chunk_s* m_pAvailable = nullptr; // chunks with room, most recently freed into first
-    Chunk_s* m_pRetainedEmpty = nullptr;
+    Chunk_s* m_pAvailable = nullptr;     // chunks with room, most recently freed into first
+    Chunk_s* m_pRetainedEmpty = nullptr; // kept to absorb create/destroy loops
     uint32 m_cChunks = 0;
     uint64 m_cNodesAlive = 0;
 };

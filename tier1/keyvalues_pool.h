@@ -1,8 +1,8 @@
 #pragma once
 // The small-object pool behind KeyValues::operator new/delete. Nodes are carved from
-// 64 KiB chunks; a chunk whose nodes are all free goes back to the heap (each of the four
-// shards keeps one empty chunk to absorb create/destroy loops), so memory follows the
-// number of nodes alive.
+// 64 KiB chunks; a chunk whose nodes are all free goes back to the heap (each of the eight
+// shards keeps at most one empty chunk to absorb create/destroy loops), so memory follows
+// the number of nodes alive.
 
 #include "tier0/basetypes.h"
 
