@@ -14,7 +14,7 @@ include(GoogleTest)
 function(ise_test name)
     cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
     add_executable(${name} ${ARG_SOURCES})
-    target_link_libraries(${name} PRIVATE ise_options ${ARG_DEPS} GTest::gmock GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE ise_options ${ARG_DEPS} ise_testsupport GTest::gmock GTest::gtest_main)
     gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120
                          PROPERTIES TIMEOUT 300)
 endfunction()

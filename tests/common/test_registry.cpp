@@ -5,7 +5,7 @@
 
 #include "common/registry.h"
 #include "regtestutil.h"
-#include "tests/tier0/spewcapture.h"
+#include "spewcapture.h"
 
 namespace
 {

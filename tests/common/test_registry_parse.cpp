@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "common/registry.h"
-#include "tests/tier0/spewcapture.h"
+#include "spewcapture.h"
 
 namespace
 {

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/tier0/spewcapture.h"
+#include "spewcapture.h"
 #include "tier1/fileio.h"
 #include "tier1/utlbuffer.h"
 

@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/vstdlib/spewlog.h"
+#include "spewcapture.h"
 #include "tier1/keyvalues.h"
 #include "tier1/keyvalues_pool.h"
 #include "vstdlib/keyvaluessystem.h"
@@ -143,7 +143,7 @@ TEST(KeyValuesGetInt, NumericTypesAndValuelessNodes)
 
 TEST(KeyValuesGetInt, SixtyFourBitValuesReportDataLoss)
 {
-    CSpewLog log;
+    CSpewCapture log;
     KV pkv(new KeyValues("n"));
     pkv->SetUint64(0xFFFFFFFFull);
     EXPECT_EQ(-1, pkv->GetInt(k_nDefault));

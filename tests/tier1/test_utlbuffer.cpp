@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "assertcapture.h"
+#include "spewcapture.h"
 #include "tier1/utlbuffer.h"
 
 namespace
@@ -113,43 +113,43 @@ TEST(UtlBufferText, TabsOnlyAtLineStartsOfTextBuffers)
 TEST(UtlBufferSeek, EveryBadSeekIsReportedAndStillTaken)
 {
     const char* pszTail = "offset != INT_MIN && offset <= m_nMaxPut && -offset <= INT_MAX-m_nMaxPut";
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("hello");
 
     buf.SeekGet(CUtlBuffer::SEEK_HEAD, -1);
-    EXPECT_EQ(capture.Count("offset >= 0"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("offset >= 0"), 1);
     EXPECT_EQ(buf.TellGet(), -1);
     EXPECT_EQ(buf.GetChar(), '\0');
     EXPECT_EQ(buf.GetErrorBits(), CUtlBuffer::GET_OVERFLOW);
 
     buf.SeekGet(CUtlBuffer::SEEK_HEAD, 2);
     buf.SeekGet(CUtlBuffer::SEEK_CURRENT, INT_MAX);
-    EXPECT_EQ(capture.Count("offset >= -m_Get && offset <= INT_MAX-m_Get"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("offset >= -m_Get && offset <= INT_MAX-m_Get"), 1);
     buf.SeekGet(CUtlBuffer::SEEK_TAIL, 6);
     buf.SeekGet(CUtlBuffer::SEEK_TAIL, INT_MIN);
-    EXPECT_EQ(capture.Count(pszTail), 2);
+    EXPECT_EQ(capture.CountFailedAssertions(pszTail), 2);
 
     buf.SeekPut(CUtlBuffer::SEEK_CURRENT, -6);
-    EXPECT_EQ(capture.Count("offset >= -m_Put && offset <= INT_MAX-m_Put"), 1);
-    EXPECT_EQ(capture.Count("m_Put >= 0"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("offset >= -m_Put && offset <= INT_MAX-m_Put"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("m_Put >= 0"), 1);
     EXPECT_EQ(buf.TellPut(), -1);
     buf.PutChar('z'); // refused: nothing before the memory gets written
     EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::PUT_OVERFLOW);
     EXPECT_STREQ(buf.String(), "hello");
-    EXPECT_EQ(capture.Total(), 6);
+    EXPECT_EQ(capture.CountAsserts(), 6);
 }
 
 TEST(UtlBufferSeek, TailByZeroIsTheEndOfData)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlBuffer buf;
     buf.Put("abcd", 4);
     buf.SeekGet(CUtlBuffer::SEEK_TAIL, 0);
     EXPECT_EQ(buf.TellGet(), 4);
     buf.SeekGet(CUtlBuffer::SEEK_TAIL, 4);
     EXPECT_EQ(buf.GetChar(), 'a');
-    EXPECT_EQ(capture.Total(), 0);
+    EXPECT_EQ(capture.CountAsserts(), 0);
 }
 
 TEST(UtlBufferExternal, FixedMemoryOverflowsInsteadOfGrowing)
@@ -337,14 +337,14 @@ TEST(UtlCharConversion, TablesOfTheTwoConversions)
 
 TEST(UtlCharConversion, DoubleEntriesAndEmptyDelimitersAreReported)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     const CUtlCharConversion::ConversionArray_t rgTwice[] = {{'\n', "\\n"}, {'\n', "\\N"}};
     CUtlCStringConversion conv('\\', "", 2, rgTwice);
-    EXPECT_EQ(capture.Count("info.m_pReplacementString == 0"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("info.m_pReplacementString == 0"), 1);
 
     CUtlBuffer buf("\"x\"", 3, CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
     char szOut[4];
     buf.GetDelimitedString(&conv, szOut, sizeof(szOut));
-    EXPECT_EQ(capture.Count("pConv && pConv->GetDelimiterLength() > 0"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("pConv && pConv->GetDelimiterLength() > 0"), 1);
     EXPECT_STREQ(szOut, "");
 }

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "assertcapture.h"
+#include "spewcapture.h"
 #include "tier1/utlstring.h"
 
 namespace
@@ -60,12 +60,12 @@ TEST(UtlString, AppendCopiesBothPartsEvenFromItself)
 
 TEST(UtlString, GrowingPastTheLimitIsReportedAndRefused)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlString str("ab");
     // The limit is checked before the source is read, so no 2 GiB is needed.
     str.Append("x", CUtlString::k_cchMaxString - 2);
     EXPECT_EQ(str.GetForModify(CUtlString::k_cchMaxString), nullptr);
-    EXPECT_EQ(capture.Count("Assertion failed: length > k_cchMaxString"), 2);
+    EXPECT_EQ(capture.CountFailedAssertions("Assertion failed: length > k_cchMaxString"), 2);
     EXPECT_EQ(str, "ab");
 }
 
@@ -82,15 +82,15 @@ TEST(UtlString, GetForModifyKeepsTheOldTextAndTerminates)
 
 TEST(UtlString, FormatReturnsTheLength)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlString str("old");
     EXPECT_EQ(str.Format("%s-%d", "x", 42), 4);
     EXPECT_EQ(str.AppendFormat("%c", '!'), 1);
     EXPECT_EQ(str, "x-42!");
-    EXPECT_EQ(capture.Total(), 0);
+    EXPECT_EQ(capture.CountAsserts(), 0);
 
     EXPECT_EQ(str.Format("%s", ""), 0);
-    EXPECT_EQ(capture.Count("len > 0"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("len > 0"), 1);
 }
 
 TEST(UtlString, FailedFormatReturnsMinusOneAndKeepsTheText)
@@ -143,10 +143,10 @@ TEST(UtlStringBuilder, RequestNotBeyondTheKeptTextGetsSlack)
 
 TEST(UtlStringBuilder, SmallRequestMovesTheTextBackInline)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlStringBuilder sb("a string that lives on the heap");
     sb.InternalPrepareBuffer(5, true, 10);
-    EXPECT_EQ(capture.Count("nMinCapacity > Capacity()"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("nMinCapacity > Capacity()"), 1);
     EXPECT_FALSE(sb.IsHeap());
     EXPECT_STREQ(sb.String(), "a str");
 }
@@ -160,14 +160,14 @@ TEST(UtlStringBuilder, SelfAppendSurvivesTheMoveToTheHeap)
 
 TEST(UtlStringBuilder, ErrorStateIsStickyAndSilent)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlStringBuilder sb("some text");
     EXPECT_EQ(sb.InternalPrepareBuffer(0, false, 0x80000000u), nullptr);
-    EXPECT_EQ(capture.Count("nMinCapacity <= k_nMaxStringSize"), 1);
-    EXPECT_EQ(capture.Count("Error State on string being set."), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("nMinCapacity <= k_nMaxStringSize"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("Error State on string being set."), 1);
     EXPECT_EQ(LastByte(sb), 0xC0);
 
-    int nReports = capture.Total();
+    int nReports = capture.CountAsserts();
     sb.SetValue("ignored");
     sb.Append("ignored");
     sb.Clear();
@@ -175,7 +175,7 @@ TEST(UtlStringBuilder, ErrorStateIsStickyAndSilent)
     EXPECT_EQ(sb.AppendFormat("%d", 1), 0u);
     EXPECT_TRUE(sb.HasError());
     EXPECT_STREQ(sb.String(), "");
-    EXPECT_EQ(capture.Total(), nReports);
+    EXPECT_EQ(capture.CountAsserts(), nReports);
 
     CUtlStringBuilder sbCopy(sb);
     EXPECT_TRUE(sbCopy.HasError());
@@ -183,13 +183,13 @@ TEST(UtlStringBuilder, ErrorStateIsStickyAndSilent)
 
 TEST(UtlStringBuilder, FormatReplacesOrAppends)
 {
-    CAssertCapture capture;
+    CSpewCapture capture;
     CUtlStringBuilder sb("old");
     EXPECT_EQ(sb.Format("%d", 12345), 5u);
     EXPECT_EQ(sb.AppendFormat("/%s", "six"), 9u);
     EXPECT_STREQ(sb.String(), "12345/six");
-    EXPECT_EQ(capture.Total(), 0);
+    EXPECT_EQ(capture.CountAsserts(), 0);
 
     EXPECT_EQ(sb.Format("%s", ""), 0u);
-    EXPECT_EQ(capture.Count("len > 0 || HasError()"), 1);
+    EXPECT_EQ(capture.CountFailedAssertions("len > 0 || HasError()"), 1);
 }

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/vstdlib/spewlog.h"
+#include "spewcapture.h"
 #include "vstdlib/keyvaluessystem.h"
 #include "vstdlib/strtools.h"
 
@@ -85,7 +85,7 @@ TEST(KeyValuesSystem, ManyNamesShareBucketsThroughOverflowChains)
 TEST(KeyValuesSystem, NamesNeverStraddleBlocksAndLongNamesAreRefused)
 {
     auto pTable = NewTable();
-    CSpewLog log;
+    CSpewCapture log;
     // 1,023 characters take 1,024 bytes: block 0 (offset 0 taken) holds 31 of them.
     HKeySymbol nLast = 0;
     for (int i = 0; i < 32; ++i)
@@ -103,7 +103,7 @@ TEST(KeyValuesSystem, NamesNeverStraddleBlocksAndLongNamesAreRefused)
 TEST(KeyValuesSystem, FullPoolWarnsPastThreeQuartersThenRunsOutOfMemory)
 {
     auto pTable = NewTable();
-    CSpewLog log;
+    CSpewCapture log;
     int nName = 0;
     while (pTable->GetSymbolForString(NumberedName(nName, 1023).c_str()) != 0)
         ++nName;
@@ -175,17 +175,17 @@ TEST(KeyValuesSystem, DumpRecentKeysPrintsTheRingOldestFirst)
         pTable->GetSymbolForString(pszName);
     pTable->GetSymbolForString("ALPHA"); // a hit adds nothing to the ring
     {
-        CSpewLog log;
+        CSpewCapture log;
         pTable->DumpRecentKeys(2);
         std::vector<std::string> vecExpected = {
             "CKeyValuesSystem dumping last 2 keys added to system (oldest first):\n", "beta\n", "gamma\n"};
-        EXPECT_EQ(vecExpected, log.Texts(SPEW_MESSAGE));
+        EXPECT_EQ(vecExpected, log.TextsOfType(SPEW_MESSAGE));
     }
     for (int i = 0; i < 5000; ++i)
         pTable->GetSymbolForString(("ring" + std::to_string(i)).c_str());
-    CSpewLog log;
+    CSpewCapture log;
     pTable->DumpRecentKeys(100000);
-    std::vector<std::string> vecTexts = log.Texts(SPEW_MESSAGE);
+    std::vector<std::string> vecTexts = log.TextsOfType(SPEW_MESSAGE);
     ASSERT_EQ(4097u, vecTexts.size());
     EXPECT_EQ("CKeyValuesSystem dumping last 4096 keys added to system (oldest first):\n", vecTexts[0]);
     EXPECT_EQ("ring904\n", vecTexts[1]); // 5,003 added, the ring keeps the last 4,096

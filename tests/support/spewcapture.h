@@ -26,6 +26,10 @@ public:
 
     const std::vector<SpewRecord_s>& Records() const { return m_vecRecords; }
     std::vector<std::string> TextsOfType(SpewType_t eType) const;
+    int CountAsserts() const { return (int)TextsOfType(SPEW_ASSERT).size(); }
+    // Assertion reports whose message is exactly "Assertion Failed: " + pszExpression.
+    int CountFailedAssertions(const char* pszExpression) const;
+    int CountAssertsContaining(const char* pszText) const;
 
     // What the handler answers; SPEW_CONTINUE unless set.
     void SetResult(SpewRetval_t eResult) { m_eResult = eResult; }

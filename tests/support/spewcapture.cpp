@@ -25,6 +25,27 @@ std::vector<std::string> CSpewCapture::TextsOfType(SpewType_t eType) const
     return vecTexts;
 }
 
+int CSpewCapture::CountFailedAssertions(const char* pszExpression) const
+{
+    const std::string strTail = std::string(") : Assertion Failed: ") + pszExpression;
+    int nCount = 0;
+    for (const std::string& strText : TextsOfType(SPEW_ASSERT))
+    {
+        if (strText.size() >= strTail.size() &&
+            strText.compare(strText.size() - strTail.size(), strTail.size(), strTail) == 0)
+            ++nCount;
+    }
+    return nCount;
+}
+
+int CSpewCapture::CountAssertsContaining(const char* pszText) const
+{
+    int nCount = 0;
+    for (const std::string& strText : TextsOfType(SPEW_ASSERT))
+        nCount += strText.find(pszText) != std::string::npos ? 1 : 0;
+    return nCount;
+}
+
 // Runs under the spew lock, so records from several threads never interleave.
 SpewRetval_t CSpewCapture::Handler(SpewType_t eType, const char* pszText)
 {
