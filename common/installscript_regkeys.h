@@ -1,0 +1,43 @@
+#pragma once
+// Registry records the install script manager keeps beside each application: the has-run
+// number of every script entry (so work is not repeated), the language a Copy Files entry
+// was carried out in, and the progress of a run. Has-run key paths begin with a root name
+// and follow the install-script view rule of BParseInstallScriptRegKey.
+
+#include "tier0/basetypes.h"
+#include "tier1/utlstring.h"
+
+class KeyValues;
+
+// "HKEY_LOCAL_MACHINE\Software\Pellan\Korvex\Apps\<app id>" (HKEY_CURRENT_USER unless
+// bMachineWide), or the entry's "HasRunKey" when it has one.
+CUtlString GetHasRunKeyPath(KeyValues* pkvEntry, uint32 unAppID, bool bMachineWide);
+// The entry's "MinimumHasRunValue", 1 when absent.
+uint32 GetMinimumHasRunValue(KeyValues* pkvEntry);
+
+// True when the DWORD value under the key (0 when missing) reaches unMinimum; false for
+// a key path that does not parse.
+bool BHasRun(const char* pszKeyPath, const char* pszValueName, uint32 unMinimum);
+// Stores unValue unless the record already reaches it: a record is never lowered.
+void SetHasRun(const char* pszKeyPath, const char* pszValueName, uint32 unValue);
+
+// The language an entry was last carried out in ("<entry>_lang" under HKCU), empty when
+// there is none.
+CUtlString GetEntryLanguage(uint32 unAppID, const char* pszEntryName);
+bool SetEntryLanguage(uint32 unAppID, const char* pszEntryName, const char* pszLanguage);
+
+// The progress records of a run, under HKLM; missing values read as 0 or empty.
+struct InstallProgress_s
+{
+    uint32 m_unInstallSequence;         // step being carried out
+    uint32 m_unInstallCount;            // steps of the run
+    CUtlString m_strInstallDescription; // description of the step being carried out
+};
+void GetInstallProgress(uint32 unAppID, InstallProgress_s* pProgress);
+// Only the step count is the evaluator's to write; the service keeps the other two.
+bool BSetInstallCount(uint32 unAppID, uint32 unInstallCount);
+bool BDeleteInstallCount(uint32 unAppID);
+
+// ROOT\key\ValueName holds a string equal to pszExpected (ASCII case ignored); a missing
+// value reads as empty, a path that does not parse gives false.
+bool BRegistryStringMatches(const char* pszFullPath, const char* pszExpected);

@@ -1,0 +1,217 @@
+// Run-once, language and progress records against the test prefix's real registry. Each
+// test owns an app id whose records are removed before and after it.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "common/installscript_regkeys.h"
+#include "common/registry.h"
+#include "regtestutil.h"
+#include "tier1/keyvalues.h"
+
+namespace
+{
+
+constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
+constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
+
+// The records of one app id in both hives and both views.
+class CScratchAppRecords
+{
+public:
+    explicit CScratchAppRecords(uint32 unAppID)
+        : m_unAppID(unAppID), m_strKey(std::string(k_szProductRegKey) + "\\Apps\\" + std::to_string(unAppID))
+    {
+        Remove();
+    }
+    ~CScratchAppRecords() { Remove(); }
+    uint32 AppID() const { return m_unAppID; }
+    const std::string& Key() const { return m_strKey; }
+    std::string Path(const char* pszRoot) const { return std::string(pszRoot) + "\\" + m_strKey; }
+
+private:
+    void Remove() const
+    {
+        for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
+        {
+            for (REGSAM samView : {k_sam32, k_sam64})
+                RawDeleteTree(hHive, samView, m_strKey);
+        }
+    }
+    uint32 m_unAppID;
+    std::string m_strKey;
+};
+
+std::unique_ptr<KeyValues> MakeEntry(const char* pszName)
+{
+    return std::unique_ptr<KeyValues>(new KeyValues(pszName));
+}
+
+TEST(HasRunKeyPath, DefaultPerHiveAndTheEntrysOverride)
+{
+    auto pkvEntry = MakeEntry("entry");
+    EXPECT_STREQ("HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\4294967295",
+                 GetHasRunKeyPath(pkvEntry.get(), 4294967295u, true).Get());
+    EXPECT_STREQ("HKEY_CURRENT_USER\\Software\\Pellan\\Korvex\\Apps\\440",
+                 GetHasRunKeyPath(pkvEntry.get(), 440, false).Get());
+    pkvEntry->SetKeyString("hasrunkey", "HKCU\\Software\\Elsewhere");
+    EXPECT_STREQ("HKCU\\Software\\Elsewhere", GetHasRunKeyPath(pkvEntry.get(), 440, true).Get());
+
+    EXPECT_EQ(1u, GetMinimumHasRunValue(pkvEntry.get()));
+    pkvEntry->SetKeyInt("MinimumHasRunValue", 2);
+    EXPECT_EQ(2u, GetMinimumHasRunValue(pkvEntry.get()));
+}
+
+TEST(HasRun, ThresholdsRiseButNeverFall)
+{
+    CScratchAppRecords records(910001);
+    auto pkvEntry = MakeEntry("entry");
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.AppID(), false);
+    const auto Stored = [&] { return RawGetDword(HKEY_CURRENT_USER, 0, records.Key(), L"entry"); };
+
+    EXPECT_TRUE(BHasRun(strPath, "entry", 0)); // a missing record reads as 0
+    EXPECT_FALSE(BHasRun(strPath, "entry", 1));
+    SetHasRun(strPath, "entry", 1);
+    EXPECT_EQ(1u, Stored());
+    EXPECT_TRUE(BHasRun(strPath, "entry", 1));
+    // A script that raises its minimum to 2 runs the entry once more.
+    EXPECT_FALSE(BHasRun(strPath, "entry", 2));
+    SetHasRun(strPath, "entry", 2);
+    EXPECT_EQ(2u, Stored());
+
+    ASSERT_TRUE(RawSetDword(HKEY_CURRENT_USER, 0, records.Key(), L"entry", 5));
+    SetHasRun(strPath, "entry", 2);
+    EXPECT_EQ(5u, Stored());
+    // The comparison is unsigned: a minimum of -1 is never reached.
+    pkvEntry->SetKeyInt("MinimumHasRunValue", -1);
+    EXPECT_FALSE(BHasRun(strPath, "entry", GetMinimumHasRunValue(pkvEntry.get())));
+
+    // A string record is not a number: it reads as 0 and is replaced.
+    ASSERT_TRUE(RawSetString(HKEY_CURRENT_USER, 0, records.Key(), L"text", L"7"));
+    EXPECT_FALSE(BHasRun(strPath, "text", 1));
+    SetHasRun(strPath, "text", 1);
+    EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, records.Key(), L"text"));
+}
+
+TEST(HasRun, PathsThatDoNotParseAreNeverRunAndNeverWritten)
+{
+    CScratchRegKey scratch("Software");
+    const std::string strUnknownRoot = "HKU\\" + std::string(scratch.Path());
+    for (const char* pszPath : {"", "HKEY_CURRENT_USER", strUnknownRoot.c_str(), "Software\\Pellan\\Korvex"})
+    {
+        SCOPED_TRACE(pszPath);
+        EXPECT_FALSE(BHasRun(pszPath, "entry", 0));
+        SetHasRun(pszPath, "entry", 1);
+    }
+    // An unknown root must not fall through to some hive.
+    for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
+    {
+        for (REGSAM samView : {k_sam32, k_sam64})
+            EXPECT_EQ(-1, RawCountEntries(hHive, samView, scratch.Path()));
+    }
+}
+
+TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
+{
+    CScratchAppRecords records(910002);
+    auto pkvEntry = MakeEntry("Run It");
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.AppID(), true);
+    SetHasRun(strPath, "Run It", 3);
+    for (REGSAM samView : {k_sam32, k_sam64})
+        EXPECT_EQ(3u, RawGetDword(HKEY_LOCAL_MACHINE, samView, records.Key(), L"Run It")) << samView;
+
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, records.Key(), L"Run It", 9));
+    EXPECT_FALSE(BHasRun(strPath, "Run It", 4));
+    // With no 32-bit record the 64-bit one answers.
+    RawDeleteTree(HKEY_LOCAL_MACHINE, k_sam32, records.Key());
+    EXPECT_TRUE(BHasRun(strPath, "Run It", 9));
+}
+
+TEST(HasRun, HasRunKeyOverridesFollowTheScriptViewRule)
+{
+    CScratchRegKey scratch("Software");
+    auto pkvEntry = MakeEntry("My Entry");
+    pkvEntry->SetKeyString("HasRunKey", ("HKCU\\" + std::string(scratch.Path())).c_str());
+    SetHasRun(GetHasRunKeyPath(pkvEntry.get(), 910003, true), "My Entry", 1);
+    EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, scratch.Path(), L"My Entry"));
+
+    // Outside the product key, HKLM means the 32-bit view only.
+    pkvEntry->SetKeyString("HasRunKey", ("HKLM\\" + std::string(scratch.Path())).c_str());
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), 910003, true);
+    SetHasRun(strPath, "My Entry", 1);
+    EXPECT_EQ(1u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, scratch.Path(), L"My Entry"));
+    EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, k_sam64, scratch.Path(), L"My Entry"));
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, scratch.Path(), L"Other", 1));
+    EXPECT_FALSE(BHasRun(strPath, "Other", 1));
+}
+
+TEST(EntryLanguage, RoundTripsUnderTheUsersAppKey)
+{
+    CScratchAppRecords records(910004);
+    EXPECT_STREQ("", GetEntryLanguage(records.AppID(), "copy").Get());
+    ASSERT_TRUE(SetEntryLanguage(records.AppID(), "copy", "german"));
+    EXPECT_EQ("german", RawGetString(HKEY_CURRENT_USER, 0, records.Key(), L"copy_lang"));
+    EXPECT_STREQ("german", GetEntryLanguage(records.AppID(), "copy").Get());
+    EXPECT_STREQ("", GetEntryLanguage(records.AppID(), "other").Get());
+    EXPECT_FALSE(RawGetString(HKEY_LOCAL_MACHINE, k_sam64, records.Key(), L"copy_lang"));
+}
+
+TEST(InstallProgress, CountIsWrittenAndDeletedBesideTheServicesSteps)
+{
+    CScratchAppRecords records(910005);
+    InstallProgress_s progress = {7, 7, "stale"};
+    GetInstallProgress(records.AppID(), &progress);
+    EXPECT_EQ(0u, progress.m_unInstallSequence);
+    EXPECT_EQ(0u, progress.m_unInstallCount);
+    EXPECT_STREQ("", progress.m_strInstallDescription.Get());
+
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, records.Key(), L"InstallSequence", 2));
+    ASSERT_TRUE(RawSetString(HKEY_LOCAL_MACHINE, k_sam32, records.Key(), L"InstallDescription", L"Runtime"));
+    ASSERT_TRUE(BSetInstallCount(records.AppID(), 4));
+    for (REGSAM samView : {k_sam32, k_sam64})
+        EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, samView, records.Key(), L"InstallCount")) << samView;
+    GetInstallProgress(records.AppID(), &progress);
+    EXPECT_EQ(2u, progress.m_unInstallSequence);
+    EXPECT_EQ(4u, progress.m_unInstallCount);
+    EXPECT_STREQ("Runtime", progress.m_strInstallDescription.Get());
+
+    ASSERT_TRUE(BDeleteInstallCount(records.AppID()));
+    for (REGSAM samView : {k_sam32, k_sam64})
+        EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, samView, records.Key(), L"InstallCount")) << samView;
+    EXPECT_EQ(2u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, records.Key(), L"InstallSequence"));
+}
+
+TEST(RegistryStringMatches, ValueTextComparedIgnoringCase)
+{
+    CScratchRegKey scratch("Software");
+    ASSERT_TRUE(RawSetString(HKEY_CURRENT_USER, 0, scratch.Path(), L"Version", L"1.2-Beta"));
+    ASSERT_TRUE(RawSetString(HKEY_LOCAL_MACHINE, k_sam64, scratch.Path(), L"Native", L"yes"));
+    const std::string strCU = "HKCU\\" + std::string(scratch.Path());
+    const std::string strLM = "HKLM\\" + std::string(scratch.Path());
+    const std::string strLM64 = "HKLM64\\" + std::string(scratch.Path());
+    struct Case_s
+    {
+        std::string m_strPath;
+        const char* m_pszExpected;
+        bool m_bMatches;
+    };
+    const Case_s rgCases[] = {
+        {strCU + "\\Version", "1.2-Beta", true},
+        {strCU + "\\version", "1.2-BETA", true},
+        {strCU + "\\Version", "1.2", false},
+        {strCU + "\\Missing", "", true},
+        {strCU + "\\Missing", "x", false},
+        {strLM64 + "\\Native", "YES", true},
+        // Plain HKLM outside the product key is the 32-bit view, where the value is not.
+        {strLM + "\\Native", "yes", false},
+        {"Nowhere\\Software\\X\\Value", "", false},
+        {"HKCU", "", false},
+    };
+    for (const Case_s& c : rgCases)
+        EXPECT_EQ(c.m_bMatches, BRegistryStringMatches(c.m_strPath.c_str(), c.m_pszExpected))
+            << c.m_strPath << " " << c.m_pszExpected;
+}
+
+} // namespace
