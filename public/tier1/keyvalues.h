@@ -149,6 +149,11 @@ private:
     union Value_u
     {
         KeyValues* m_pSub;
+        struct
+        {
+            KeyValues* m_pFirst; // m_pSub
+            KeyValues* m_pLast;  // the reader's append point while it fills the section
+        } m_section;
         char m_szInline[16];
         char* m_pszHeap;
         wchar16 m_wszInline[8];
@@ -168,7 +173,7 @@ private:
 
     uint32 m_iKeyName : 25;
     uint32 m_iDataType : 4;
-    uint32 m_iUnused : 1;
+    uint32 m_iUnused : 1; // the reader marks an open section it will drop when closed
     uint32 m_bHasEscapeSequences : 1;
     uint32 m_bHeapString : 1;
 

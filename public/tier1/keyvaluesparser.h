@@ -1,0 +1,71 @@
+#pragma once
+// The context of one KeyValues text load: the key stack shown in error messages, the
+// token buffer and every error recorded. LoadFromBuffer makes its own when none is given;
+// pass one to read the error text afterwards or to load quietly.
+
+#include "tier0/basetypes.h"
+#include "tier1/utlstring.h"
+#include "vstdlib/ikeyvaluessystem.h"
+
+class CKeyValuesParser
+{
+public:
+    static constexpr int k_cubDefaultTokenBuffer = 0x40000; // a token holds 262,143 characters
+    static constexpr int k_cKeyStack = 64;
+    // Error text kept per load; messages past it are counted but not stored.
+    static constexpr size_t k_cchErrorTextMax = 1 << 20;
+
+    explicit CKeyValuesParser(int cubTokenBuffer = k_cubDefaultTokenBuffer);
+    ~CKeyValuesParser();
+    CKeyValuesParser(const CKeyValuesParser&) = delete;
+    CKeyValuesParser& operator=(const CKeyValuesParser&) = delete;
+
+    // Starts a load: the key stack, the report-once state and the error text are reset.
+    void BeginLoad(const char* pszResourceName);
+
+    // Prints the first error of a load as a warning (on by default).
+    void SetReportEnabled(bool bEnabled) { m_bReportEnabled = bEnabled; }
+    bool BHasErrors() const { return m_cErrors != 0; }
+    int GetErrorCount() const { return m_cErrors; }
+    // Every message of the last load, concatenated.
+    const char* GetErrorText() const { return m_strErrorText.String(); }
+    const char* GetResourceName() const { return m_strResourceName.String(); }
+
+    char* TokenBuffer() { return m_pchTokenBuffer; }
+    int TokenBufferSize() const { return m_cubTokenBuffer; }
+
+    // Key stack: PushKey returns the level it filled; SetKeyAt renames that level.
+    int PushKey(HKeySymbol nSymbol);
+    void SetKeyAt(int nLevel, HKeySymbol nSymbol);
+    void PopKey();
+    int GetStackIndex() const { return m_nErrorIndex; }
+
+    // Records pszMessage with the resource name, the read offset and the key stack.
+    void ReportError(const char* pszMessage, int nOffset);
+
+private:
+    void AppendKeyStack(char* pszMessage, size_t cubMessage) const;
+
+    HKeySymbol m_rgnKeyStack[k_cKeyStack];
+    int m_nErrorIndex = 0;
+    int m_nMaxErrorIndex = 0;
+    CUtlString m_strResourceName;
+    char* m_pchTokenBuffer;
+    int m_cubTokenBuffer;
+    bool m_bReportEnabled = true;
+    bool m_bReported = false;
+    int m_cErrors = 0;
+    CUtlStringBuilder m_strErrorText;
+};
+
+// Looks up a conditional name ("$WIN32") for EvaluateConditional.
+typedef bool (*KeyValuesConditionalLookup_t)(const char* pszName);
+
+// The platform names of conditionals ("$WINDOWS", "$VISTA", "$CHROMEOS" ...), then the
+// names registered with AddKeyValuesExpressionSymbol.
+bool KeyValuesPlatformLookup(const char* pszName);
+
+// Evaluates the expression text of a conditional token (the text after its "["): &&
+// and || strictly left to right, "!" before an operand, "(" groups, "$NAME" and numbers.
+// A malformed expression prints its first complaint and counts as false.
+bool EvaluateConditional(const char* pszExpression, KeyValuesConditionalLookup_t pfnLookup);

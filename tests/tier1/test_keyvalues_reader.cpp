@@ -1,0 +1,396 @@
+// KeyValues text reader: tokens, value types, conditionals, error reporting and hostile
+// input (deep nesting, huge tokens, garbage).
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "kvtext_helpers.h"
+#include "memorypeak.h"
+#include "spewcapture.h"
+#include "tier0/platform.h"
+#include "tier1/utlbuffer.h"
+
+namespace
+{
+struct ReadCase_s
+{
+    const char* m_pszText;
+    const char* m_pszTree;
+};
+
+void ExpectTrees(const std::vector<ReadCase_s>& vecCases, bool bEscapes)
+{
+    for (const ReadCase_s& c : vecCases)
+    {
+        LoadResult_s result = LoadText(c.m_pszText, bEscapes);
+        EXPECT_TRUE(result.m_bClean) << c.m_pszText << "\n" << result.m_strErrors;
+        EXPECT_EQ(c.m_pszTree, DescribeTree(result.m_pkv.get())) << c.m_pszText;
+    }
+}
+
+TEST(KeyValuesReader, TokensCommentsAndLayout)
+{
+    ExpectTrees(
+        {
+            {"\"Job\"\n{\n\t\"mode\"\t\t\"2\"\n}\n", "Job{mode=i2}"},
+            {"a{b=c d\"e\"f{}}", "a{b=s'c',d=s'e',f{}}"},
+            {"// lead\na // after key\n{ // brace\n k v // tail\n}// end", "a{k=s'v'}"},
+            {"a { url http://x/y }", "a{url=s'http://x/y'}"},
+            {"a { \"}\" \"{\" \"=\" \"x\" }", "a{}=s'{',==s'x'}"},
+            {"\xEF\xBB\xBF\"a\" { k 1 }", "a{k=i1}"},
+            {"a { \"multi\nline\" \"v\nw\" }", "a{multi\nline=s'v\nw'}"},
+            {"a { k 1 k 2 K 3 }", "a{k=i1,k=i2,k=i3}"},
+            {"a { } b { x { } } c { }", "a{} | b{x{}} | c{}"},
+            {"a { k \"[x]\" }", "a{k=s'[x]'}"}, // quoted text is never a conditional
+            {"", "root{}"},
+            {"  // only a comment", "root{}"},
+        },
+        false);
+}
+
+TEST(KeyValuesReader, ValueTypes)
+{
+    struct TypeCase_s
+    {
+        const char* m_pszValue;
+        const char* m_pszExpected;
+    } rgCases[] = {
+        {"42", "i42"},
+        {"-7", "i-7"},
+        {"\" 5\"", "i5"},
+        {"+5", "i5"},
+        {"0", "i0"},
+        {"-0", "i0"},
+        {"2147483647", "i2147483647"},
+        {"-2147483648", "i-2147483648"},
+        {"2147483648", "s'2147483648'"},
+        {"-2147483649", "s'-2147483649'"},
+        {"007", "s'007'"},
+        {"0123", "s'0123'"},
+        {"0x10", "s'0x10'"},
+        {"1.5", "s'1.5'"},
+        {"1,000", "s'1,000'"},
+        {"\"\"", "s''"},
+        {"\"5 \"", "s'5 '"},
+        {"-", "s'-'"},
+        {"\"\t5\"", "s'\t5'"},
+        {"1-2", "s'1-2'"},
+        {"99999999999999999999", "s'99999999999999999999'"},
+    };
+    for (const TypeCase_s& c : rgCases)
+    {
+        LoadResult_s result = LoadText(std::string("a { k ") + c.m_pszValue + " }");
+        EXPECT_EQ(std::string("a{k=") + c.m_pszExpected + "}", DescribeTree(result.m_pkv.get()))
+            << c.m_pszValue;
+    }
+}
+
+TEST(KeyValuesReader, EscapesFollowTheEscapeFlag)
+{
+    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\\nb'}"}, {"a { k \"c:\\dir\\\" }", "a{k=s'c:\\dir\\'}"}},
+                false);
+    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\nb'}"},
+                 {"a { k \"say \\\"hi\\\"\" }", "a{k=s'say \"hi\"'}"},
+                 {"a { k \"cut\\zrest\" }", "a{k=s'cut'}"},
+                 {"a { k \"\\\\share\\\\x\" }", "a{k=s'\\share\\x'}"}},
+                true);
+    // DEL is the no-escape conversion's escape character: it becomes a NUL.
+    ExpectTrees({{"a { k \"ab\x7F"
+                  "cd\" }",
+                  "a{k=s'ab'}"}},
+                false);
+    LoadResult_s result = LoadText("a { k \"x\\", true); // an escape at the very end
+    EXPECT_EQ("a{k=s'x'}", DescribeTree(result.m_pkv.get()));
+}
+
+TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
+{
+    ExpectTrees(
+        {
+            {"a { k 0 k 1 [$WIN32] }", "a{k=i1}"},
+            {"a { k 0 k 1 [$LINUX] }", "a{k=i0}"},
+            {"a { k 0 j 5 k 1 [!$X360&&$WINDOWS] }", "a{j=i5,k=i1}"},
+            {"a { s [$LINUX] { x 1 } t 2 }", "a{t=i2}"},
+            {"a { s { x 1 } s [$WIN32] { y 2 } }", "a{s{x=i1},s{y=i2}}"},
+            {"a { k 0 k = [$WIN32] 1 }", "a{k=i1}"},
+            {"a { k 0 k = [$LINUX] 1 }", "a{k=i0}"},
+            {"a { k 0 k = 1 }", "a{k=i0,k=i1}"},
+            {"a { k [$LINUX] 1 }", "a{}"},
+            {"TopA [$LINUX] { x 1 } TopB { y 2 }", "TopB{y=i2}"},
+            {"TopA { } TopB [$LINUX] { } TopC { }", "TopA{} | TopC{}"},
+            {"TopA { } TopB [$LINUX] { }", "TopA{}"},
+            {"TopA [$WIN32] { x 1 }", "TopA{x=i1}"},
+        },
+        false);
+}
+
+// The text of the first recorded error, as the load saw it.
+std::string FirstError(const std::string& strText)
+{
+    std::string strErrors = LoadText(strText).m_strErrors;
+    return strErrors.substr(0, strErrors.find("\n") + 1);
+}
+
+TEST(KeyValuesReader, ErrorMessagesAreExact)
+{
+    struct ErrorCase_s
+    {
+        const char* m_pszText;
+        const char* m_pszMessage;
+    } rgCases[] = {
+        {"a 5", "LoadFromBuffer: missing {   (current key: 'a')"},
+        {"a { k", "RecursiveLoadFromBuffer:  got NULL key"},
+        {"a { k 1", "RecursiveLoadFromBuffer:  got EOF instead of keyname"},
+        {"a { \"\" 1 }", "RecursiveLoadFromBuffer:  got empty keyname"},
+        {"a { k }", "RecursiveLoadFromBuffer:  got } in key"},
+        {"a { k [$WIN32] [$LINUX] }", "RecursiveLoadFromBuffer:  got conditional between key and value"},
+        {"#INCLUDE", "#include is NULL "},
+        {"#include \"\"", "#include is NULL "},
+    };
+    for (const ErrorCase_s& c : rgCases)
+    {
+        std::string strFirst = FirstError(c.m_pszText);
+        EXPECT_EQ(0u, strFirst.find(std::string("KeyValues Error: ") + c.m_pszMessage +
+                                    " in file test.vdf [offset: "))
+            << c.m_pszText << " -> " << strFirst;
+    }
+}
+
+TEST(KeyValuesReader, ErrorReportCarriesOffsetAndKeyStack)
+{
+    // Keys of branches already left show as (*name*); the nested section shows once.
+    LoadResult_s result = LoadText("Top { Old { Deep { x 1 } } Sub { k } }");
+    EXPECT_FALSE(result.m_bClean);
+    EXPECT_EQ("KeyValues Error: RecursiveLoadFromBuffer:  got } in key in file test.vdf [offset: 36]\n"
+              "Top, Sub, k, (*Deep*), (*x*), \n",
+              result.m_strErrors);
+
+    // The error ends the section; reading goes on outside it, and every error is kept.
+    result = LoadText("a { k } b 1 c { d 2 }");
+    EXPECT_EQ("a{} | b{} | c{d=i2}", DescribeTree(result.m_pkv.get()));
+    EXPECT_NE(std::string::npos, result.m_strErrors.find("got } in key"));
+    EXPECT_NE(std::string::npos, result.m_strErrors.find("missing {   (current key: 'b')"));
+}
+
+TEST(KeyValuesReader, FirstErrorPrintedOnceAndLoadReported)
+{
+    CSpewCapture capture;
+    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
+    buf.PutString("a 1 b 2 #include \"other.vdf\"");
+    KV pkv(new KeyValues("x"));
+    EXPECT_FALSE(pkv->LoadFromBuffer("job.vdf", buf));
+    std::vector<std::string> vecWarnings = capture.TextsOfType(SPEW_WARNING);
+    ASSERT_EQ(1u, vecWarnings.size());
+    EXPECT_EQ(0u, vecWarnings[0].find(
+                      "KeyValues Error: LoadFromBuffer: missing {   (current key: 'a') in file job.vdf"));
+    EXPECT_EQ(1,
+              capture.CountAssertsContaining("KeyValues don't support #include anymore, file \"job.vdf\""));
+    EXPECT_EQ(1, capture.CountAssertsContaining("Error while parsing text KeyValues for resource job.vdf"));
+    // The buffer is left read to its end.
+    EXPECT_EQ(buf.TellMaxPut(), buf.TellGet());
+    EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
+}
+
+TEST(KeyValuesReader, BufferStateMatchesByteReads)
+{
+    // Reading to the end sets the end-of-input bit, as the buffer's own reads do.
+    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
+    buf.PutString("a { k v }");
+    KV pkv(new KeyValues("x"));
+    EXPECT_TRUE(pkv->LoadFromBuffer("b.vdf", buf));
+    EXPECT_EQ(9, buf.TellGet());
+    EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
+
+    // Reading starts at the get position, not at the start of the data.
+    buf.Clear();
+    buf.PutString("junk a { k 1 }");
+    buf.SeekGet(CUtlBuffer::SEEK_HEAD, 5);
+    EXPECT_TRUE(pkv->LoadFromBuffer("b.vdf", buf));
+    EXPECT_EQ("a{k=i1}", DescribeTree(pkv.get()));
+}
+
+TEST(KeyValuesReader, TokenOverflowRecordedOncePerToken)
+{
+    CKeyValuesParser parser(16); // tokens of 15 characters
+    parser.SetReportEnabled(false);
+    KV pkv(new KeyValues("x"));
+    for (const char* pszQuote : {"", "\""})
+    {
+        std::string strText = std::string("a { ") + pszQuote + std::string(40, 'k') + pszQuote + " 1 }";
+        CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
+        CSpewCapture capture;
+        EXPECT_FALSE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
+        std::string strErrors = parser.GetErrorText();
+        EXPECT_EQ(0u, strErrors.find("KeyValues Error:  ReadToken overflow in file o.vdf [offset: "))
+            << strErrors;
+        EXPECT_EQ(strErrors.find("overflow"), strErrors.rfind("overflow"));
+    }
+    // A token of exactly 15 characters fits.
+    std::string strText = "a { " + std::string(15, 'k') + " 1 }";
+    CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
+    EXPECT_TRUE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
+}
+
+TEST(KeyValuesReader, EmbeddedNulAndGarbageNeverCrash)
+{
+    CSpewCapture capture; // the load reports go here
+    std::string strNul("a { k 1 \0 j 2 }", 15);
+    EXPECT_FALSE(LoadText(strNul).m_bClean);
+    EXPECT_EQ("a{k=i1}", DescribeTree(LoadText(strNul).m_pkv.get()));
+    EXPECT_EQ("a{k=s'x'}", DescribeTree(LoadText(std::string("a { k \"x\0y\" }", 13)).m_pkv.get()));
+
+    std::mt19937 rng(1234);
+    const char k_rgchAlphabet[] = "{}\"=[]$!&|()\\/ \n\tab01\0\xEF\xBB\xBF#";
+    for (int nRound = 0; nRound < 2000; ++nRound)
+    {
+        std::string strText((size_t)(rng() % 200), '\0');
+        for (char& ch : strText)
+            ch = (nRound & 1) ? (char)rng() : k_rgchAlphabet[rng() % (sizeof(k_rgchAlphabet) - 1)];
+        LoadResult_s result = LoadText(strText, (nRound & 2) != 0);
+        EXPECT_EQ(result.m_bClean, result.m_strErrors.empty());
+    }
+}
+
+#if !defined(_WIN32)
+// Hostile sizes, measured natively: read or rejected, with memory below four times the
+// input.
+TEST(KeyValuesReaderHostile, MillionLevelsDeep)
+{
+    const int k_cLevels = 1000000;
+    std::string strText;
+    for (int i = 0; i < k_cLevels; ++i)
+        strText += "\"Level\"\n{\n";
+    strText += "\"k\" \"v\"\n";
+    strText.append((size_t)k_cLevels, '}');
+    CMemoryPeak peak;
+    LoadResult_s result = LoadText(strText);
+    EXPECT_TRUE(result.m_bClean) << result.m_strErrors.substr(0, 300);
+    std::string strSaved;
+    {
+        // The writer's output grows with the square of the depth; a fixed buffer ends it.
+        std::vector<char> vecOut(1 << 20);
+        CUtlBuffer out(vecOut.data(), (int)vecOut.size(), CUtlBuffer::TEXT_BUFFER);
+        EXPECT_FALSE(result.m_pkv->SaveToBuffer(out));
+    }
+    KeyValues* pkvDeepest = result.m_pkv.get();
+    int cDepth = 0;
+    while (KeyValues* pkvSub = pkvDeepest->GetFirstTrueSubKey())
+        pkvDeepest = pkvSub, ++cDepth;
+    EXPECT_EQ(k_cLevels - 1, cDepth);
+    EXPECT_STREQ("v", pkvDeepest->GetKeyString("k", "?"));
+    result.m_pkv.reset();
+    if (peak.BMeasured())
+        EXPECT_LT(peak.PeakBytes(), 4 * strText.size());
+}
+
+TEST(KeyValuesReaderHostile, ThreeHundredMegabyteToken)
+{
+    const size_t k_cubToken = 300u << 20;
+    std::string strText(k_cubToken + 8, 'x');
+    for (const char* pszShape : {"unquoted", "quoted"})
+    {
+        bool bQuoted = pszShape[0] == 'q';
+        memcpy(&strText[0], bQuoted ? "a { k \"" : "a { k  ", 7);
+        CMemoryPeak peak;
+        LoadResult_s result = LoadText(strText);
+        EXPECT_FALSE(result.m_bClean) << pszShape;
+        EXPECT_EQ(0u, result.m_strErrors.find("KeyValues Error:  ReadToken overflow")) << pszShape;
+        if (peak.BMeasured())
+            EXPECT_LT(peak.PeakBytes(), 4 * strText.size()) << pszShape;
+    }
+}
+#endif
+
+struct ExpressionCase_s
+{
+    const char* m_pszExpression;
+    bool m_bResult;
+};
+
+bool TestLookup(const char* pszName)
+{
+    return !strcmp(pszName, "$T") || !strcmp(pszName, "$YES_1");
+}
+
+TEST(KeyValuesConditional, GrammarAndLeftToRightEvaluation)
+{
+    ExpressionCase_s rgCases[] = {
+        {"$T]", true},          {"$F]", false},
+        {"!$F]", true},         {"!$T]", false},
+        {"$T&&$F]", false},     {"$T||$F]", true},
+        {"$F||$T&&$F]", false}, {"$T||$T&&$F]", false},
+        {"$F&&$F||$T]", true},  {"( $F || $T ) && $T]", true},
+        {"($F||$T]", true},     {"$T!$F]", true},
+        {"$F!$T]", false},      {"1]", true},
+        {"0]", false},          {"007]", true},
+        {"$YES_1]", true},      {"  $T  &&  $T  ]", true},
+        {"$T&'x]", false},      {"$T&&]", false},
+        {"]", false},           {"", false},
+    };
+    CSpewCapture capture;
+    for (const ExpressionCase_s& c : rgCases)
+        EXPECT_EQ(c.m_bResult, EvaluateConditional(c.m_pszExpression, TestLookup)) << c.m_pszExpression;
+}
+
+TEST(KeyValuesConditional, BadTokensPrintFirstMessageOnly)
+{
+    struct MessageCase_s
+    {
+        const char* m_pszExpression;
+        const char* m_pszMessage;
+    } rgCases[] = {
+        {"$T & $T]", "Bad expression token: &  \n"},
+        {"$T |x]", "Bad expression token: | x\n"},
+        {"$T&&]", "Bad expression token: ] at 4 in $T&&]\n"},
+        {"#$T]", "Bad expression token: # at 0 in #$T]\n"},
+        {"!!$T && % && %]", "Bad expression token: ! at 1 in !!$T && % && %]\n"},
+    };
+    for (const MessageCase_s& c : rgCases)
+    {
+        CSpewCapture capture;
+        EXPECT_FALSE(EvaluateConditional(c.m_pszExpression, TestLookup));
+        std::vector<std::string> vecWarnings = capture.TextsOfType(SPEW_WARNING);
+        ASSERT_EQ(1u, vecWarnings.size()) << c.m_pszExpression;
+        EXPECT_EQ(c.m_pszMessage, vecWarnings[0]);
+    }
+    // Nesting deeper than the evaluator goes is a bad token, not a crash.
+    CSpewCapture capture;
+    EXPECT_FALSE(EvaluateConditional((std::string(100000, '(') + "$T]").c_str(), TestLookup));
+}
+
+TEST(KeyValuesConditional, PlatformNames)
+{
+    ExpressionCase_s rgCases[] = {
+        {"$WINDOWS", true},
+        {"$win32", true},
+        {"$Win64", true},
+        {"$0", false},
+        {"$1", true},
+        {"$OSX", false},
+        {"$OSX1010", false},
+        {"$POSIX", false},
+        {"$LINUX", false},
+        {"$linux32", false},
+        {"$LINUX64", false},
+        {"$ANDROID", false},
+        {"$ANDROID32", false},
+        {"$ANDROID64", false},
+        {"$X360", false},
+        {"$PS3", false},
+        {"$CHROMEOS", false},
+        {"$NOSUCHNAME", false},
+        {"$VISTA", Plat_IsWindowsVistaOrLater()},
+        {"$WIN7", Plat_IsWindows7OrLater()},
+    };
+    for (const ExpressionCase_s& c : rgCases)
+        EXPECT_EQ(c.m_bResult, KeyValuesPlatformLookup(c.m_pszExpression)) << c.m_pszExpression;
+    EXPECT_TRUE(KeyValuesPlatformLookup("$VISTA") && KeyValuesPlatformLookup("$WIN7"));
+
+    KeyValuesSystem()->AddKeyValuesExpressionSymbol("$ReaderTestFlag", true);
+    EXPECT_TRUE(KeyValuesPlatformLookup("$READERTESTFLAG"));
+    ExpectTrees({{"a { k 1 [$ReaderTestFlag] j 2 [!$readertestflag] }", "a{k=i1}"}}, false);
+}
+} // namespace
