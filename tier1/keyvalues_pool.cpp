@@ -83,6 +83,7 @@ class alignas(64) CKeyValuesPool // a cache line each, so shards never share one
 {
 public:
     void* Alloc();
+    uint32 AllocBatch(void** ppNodes, uint32 cNodes);
     void Free(void* pMem);
     void AddStats(KeyValuesPoolStats_s* pStats);
     static Chunk_s* ChunkOf(void* pMem) { return (Chunk_s*)((uintp)pMem & ~(uintp)(k_cubChunk - 1)); }
@@ -185,6 +186,26 @@ void* CKeyValuesPool::Alloc()
     return pNode;
 }
 
+uint32 CKeyValuesPool::AllocBatch(void** ppNodes, uint32 cNodes)
+{
+    uint32 cTaken = 0;
+    m_lock.Lock();
+    while (cTaken < cNodes && m_pAvailable)
+    {
+        Chunk_s* pChunk = m_pAvailable;
+        if (pChunk == m_pRetainedEmpty)
+            m_pRetainedEmpty = nullptr;
+        ppNodes[cTaken++] = TakeNode(pChunk);
+        if (!pChunk->m_pFree && pChunk->m_cBumped == k_cNodesPerChunk)
+            UnlinkAvailable(pChunk);
+    }
+    m_cNodesAlive += cTaken;
+    m_lock.Unlock();
+    if (cTaken == 0 && cNodes > 0)
+        ppNodes[cTaken++] = Alloc(); // opens a chunk
+    return cTaken;
+}
+
 void CKeyValuesPool::Free(void* pMem)
 {
     Chunk_s* pChunk = ChunkOf(pMem);
@@ -237,6 +258,11 @@ void KeyValues::operator delete(void* pMem)
 {
     if (pMem)
         CKeyValuesPool::ChunkOf(pMem)->m_pPool->Free(pMem);
+}
+
+uint32 KeyValuesPoolAllocBatch(void** ppNodes, uint32 cNodes)
+{
+    return ShardOfThisThread().AllocBatch(ppNodes, cNodes);
 }
 
 KeyValuesPoolStats_s GetKeyValuesPoolStats()

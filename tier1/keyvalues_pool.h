@@ -13,3 +13,8 @@ struct KeyValuesPoolStats_s
 };
 
 KeyValuesPoolStats_s GetKeyValuesPoolStats();
+
+// Up to cNodes raw nodes from this thread's shard under one lock (at least one); returns
+// how many. Each is constructed with a global placement new and, if never used, handed
+// back with KeyValues::operator delete.
+uint32 KeyValuesPoolAllocBatch(void** ppNodes, uint32 cNodes);

@@ -6,7 +6,10 @@
 // memory beyond the nodes.
 
 #include <cstring>
+#include <new>
 
+#include "keyvalues_pool.h"
+#include "keyvalues_symbolcache.h"
 #include "keyvalues_tokenizer.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
@@ -55,6 +58,33 @@ bool BTokenIsInteger(const char* pch, uint32 cch, int32* pnValue)
 }
 } // namespace
 
+// Raw nodes taken from the pool a batch at a time: one lock per batch instead of one per
+// node. Nodes not used by the end of the load go back.
+class CNodeBatch
+{
+public:
+    CNodeBatch() = default;
+    ~CNodeBatch()
+    {
+        while (m_cNodes)
+            KeyValues::operator delete(m_rgpNodes[--m_cNodes]);
+    }
+    CNodeBatch(const CNodeBatch&) = delete;
+    CNodeBatch& operator=(const CNodeBatch&) = delete;
+
+    KeyValues* New(HKeySymbol nSymbol)
+    {
+        if (m_cNodes == 0)
+            m_cNodes = KeyValuesPoolAllocBatch(m_rgpNodes, k_cBatch);
+        return ::new (m_rgpNodes[--m_cNodes]) KeyValues(nSymbol);
+    }
+
+private:
+    static constexpr uint32 k_cBatch = 64;
+    void* m_rgpNodes[k_cBatch];
+    uint32 m_cNodes = 0;
+};
+
 class CKeyValuesReader
 {
 public:
@@ -93,13 +123,24 @@ private:
 
     CKeyValuesTokenizer m_tokenizer;
     CKeyValuesParser& m_parser;
+    CKeySymbolCache m_symbolCache;
+    CNodeBatch m_nodes;
     KeyValues* m_pkvCurrent = nullptr; // the innermost open section
     int m_nOpenSections = 0;
 };
 
 HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
 {
-    return KeyValuesSystem()->GetSymbolForString(m_tokenizer.TerminatedText(token), true);
+    uint32 nSlot;
+    uint64 ulHash;
+    HKeySymbol nSymbol =
+        m_symbolCache.Find(token.m_pchText, token.m_cchText, m_tokenizer.ReadableEnd(token), &nSlot, &ulHash);
+    if (nSymbol != INVALID_KEY_SYMBOL)
+        return nSymbol;
+    const char* pszName = m_tokenizer.TerminatedText(token);
+    nSymbol = KeyValuesSystem()->GetSymbolForString(pszName, true);
+    m_symbolCache.Store(nSlot, ulHash, pszName, token.m_cchText, nSymbol);
+    return nSymbol;
 }
 
 bool CKeyValuesReader::BEvaluate(const KeyValuesToken_s& token)
@@ -217,7 +258,7 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
         return k_EEntryClosed;
 
     HKeySymbol nSymbol = SymbolOf(token);
-    KeyValues* pkvChild = new KeyValues(nSymbol);
+    KeyValues* pkvChild = m_nodes.New(nSymbol);
     pkvChild->m_bHasEscapeSequences = bEscapes;
     int nSlot = m_parser.GetStackIndex() - 1;
     m_parser.SetKeyAt(nSlot, nSymbol);
@@ -280,7 +321,7 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadValueEntry(KeyValues* pkvCh
     }
     else if (bPeekClean)
     {
-        m_tokenizer.SeekTo(ichBeforePeek);
+        m_tokenizer.PutBack(peek, ichBeforePeek, pkvSection->m_bHasEscapeSequences);
     }
     if (bAccepted)
         Append(pkvSection, pkvChild);
@@ -340,7 +381,7 @@ void CKeyValuesReader::ReadDocument(KeyValues* pkvRoot)
         HKeySymbol nSymbol = SymbolOf(token);
         if (!pkvKey)
         {
-            pkvKey = new KeyValues(nSymbol);
+            pkvKey = m_nodes.New(nSymbol);
             pkvKey->m_bHasEscapeSequences = bEscapes;
         }
         pkvKey->SetNameSymbol(nSymbol);

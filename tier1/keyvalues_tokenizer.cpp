@@ -127,8 +127,26 @@ void CKeyValuesTokenizer::SkipWhiteSpaceAndComments()
     }
 }
 
+void CKeyValuesTokenizer::PutBack(const KeyValuesToken_s& token, int ichStart, bool bUseEscapes)
+{
+    m_pending = token;
+    m_ichPendingEnd = m_ich;
+    m_ichPendingStart = m_ich = ichStart;
+    m_bPendingEscapes = bUseEscapes;
+    m_bHasPending = true;
+}
+
 bool CKeyValuesTokenizer::BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken)
 {
+    // A buffer that has reached its end reads nothing more, even where a token was put back.
+    bool bPending = m_bHasPending && m_ich == m_ichPendingStart && bUseEscapes == m_bPendingEscapes;
+    m_bHasPending = false;
+    if (bPending && !BInErrorState())
+    {
+        *pToken = m_pending;
+        m_ich = m_ichPendingEnd;
+        return true;
+    }
     *pToken = {nullptr, 0, false, false};
     SkipWhiteSpaceAndComments();
     if (m_bGetOverflow || m_ich >= m_ichEnd)
@@ -280,6 +298,13 @@ bool CKeyValuesTokenizer::BReadUntilNul(KeyValuesToken_s* pToken)
     pToken->m_pchText = pchStart;
     pToken->m_cchText = (uint32)(pchStop - pchStart);
     return BTruncate(pToken, (int)(pchStart - m_pchBase) + m_cchTokenMax);
+}
+
+const char* CKeyValuesTokenizer::ReadableEnd(const KeyValuesToken_s& token) const
+{
+    const char* pchTokenBufferEnd = m_pchTokenBuffer + m_cchTokenMax + 1;
+    bool bInTokenBuffer = token.m_pchText >= m_pchTokenBuffer && token.m_pchText < pchTokenBufferEnd;
+    return bInTokenBuffer ? pchTokenBufferEnd : m_pchBase + m_ichEnd;
 }
 
 const char* CKeyValuesTokenizer::TerminatedText(const KeyValuesToken_s& token)

@@ -32,8 +32,12 @@ public:
     // The token's text with its terminator, copied into the token buffer when needed.
     const char* TerminatedText(const KeyValuesToken_s& token);
 
+    // The end of the memory the token's text lies in (the data or the token buffer).
+    const char* ReadableEnd(const KeyValuesToken_s& token) const;
     int Tell() const { return m_ich; }
-    void SeekTo(int ich) { m_ich = ich; }
+    // Puts a token back: the read position returns to ichStart, and the next read from
+    // there with the same escape setting hands out the same token without scanning again.
+    void PutBack(const KeyValuesToken_s& token, int ichStart, bool bUseEscapes);
     // The buffer is exhausted or was in an error state.
     bool BInErrorState() const { return m_bGetOverflow || m_bOtherError; }
     void ReportError(const char* pszMessage);
@@ -57,4 +61,9 @@ private:
     bool m_bText;
     bool m_bGetOverflow; // the end of the data was read past
     bool m_bOtherError;  // the buffer came in with a write error
+    bool m_bHasPending = false;
+    bool m_bPendingEscapes = false;
+    int m_ichPendingStart = 0;
+    int m_ichPendingEnd = 0;
+    KeyValuesToken_s m_pending = {};
 };

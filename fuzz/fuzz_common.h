@@ -1,0 +1,15 @@
+#pragma once
+// Shared by the fuzz targets: a silent diagnostics channel and loading raw bytes.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "tier1/keyvalues.h"
+#include "tier1/keyvaluesparser.h"
+
+// Diagnostics of broken documents are expected by the thousand; they go nowhere.
+void FuzzSilenceSpew();
+
+// Reads the bytes into pkv with the escape flag given; true when no error was recorded.
+bool FuzzLoad(KeyValues* pkv, const uint8_t* pubData, size_t cubData, bool bEscapes,
+              CKeyValuesParser* pParser);
