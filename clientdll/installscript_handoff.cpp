@@ -87,7 +87,8 @@ void CInstallScriptManagerWin32::StartServiceProcess(const char* pszAdminScriptP
 
     SHELLEXECUTEINFOW info = {};
     info.cbSize = sizeof(info);
-    info.fMask = SEE_MASK_NOCLOSEPROCESS;
+    // No error dialog: nobody would see it, and it would replace the error code we log.
+    info.fMask = SEE_MASK_NOCLOSEPROCESS | SEE_MASK_FLAG_NO_UI;
     info.lpVerb = L"open";
     info.lpFile = L"legacycompat\\KorvexService.exe";
     info.lpParameters = reinterpret_cast<const wchar_t*>(vecParameters.data());

@@ -1,0 +1,198 @@
+// Standalone jobs run in-process against the prefix's real registry and files: the run
+// state of the first group, each walk's own variables, the job's own failures, and the
+// administrator hand-off through the service stub. The Run Process handler is stood in
+// for by one that queues each entry with a "process" key, as the real one will.
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <shlobj.h>
+
+#include "evaluatortestsupport.h"
+#include "regtestutil.h"
+#include "spewcapture.h"
+#include "testmanager.h"
+#include "tier1/convar.h"
+#include "tier1/keyvalues.h"
+
+namespace
+{
+
+std::string Variable(const char* pszName)
+{
+    char szValue[1024] = "";
+    GetEnvironmentVariableA(pszName, szValue, sizeof(szValue));
+    return szValue;
+}
+
+class CObservingManager : public CTestManager
+{
+public:
+    bool OnRunProcessKey(KeyValues* pkvEntry, bool /*bAllowAsCurrentUser*/) override
+    {
+        m_strSeen += std::string(pkvEntry->GetName()) + " " + std::to_string(m_unAppID) + " " +
+                     std::to_string(m_eInstallScriptMode) + " " + m_szLanguage + " " +
+                     Variable("INSTALLDIR") + "\n";
+        if (pkvEntry->FindKey("process"))
+        {
+            KeyValues* pkvJob = new KeyValues(pkvEntry->GetName());
+            pkvJob->SetKeyString("Process", pkvEntry->GetKeyString("process", ""));
+            pkvJob->SetUsesEscapeSequences(true, true);
+            m_pkvRunProcessAsAdminUser->AddSubKey(pkvJob);
+            ++m_nInstallStepCount;
+        }
+        return true;
+    }
+
+    bool BRunJob(const std::string& strGroups)
+    {
+        KeyValues* pkvJob = ParseKeyValues("\"job\" {" + strGroups + "}");
+        const bool bResult = BRunStandaloneJob(pkvJob);
+        delete pkvJob;
+        return bResult;
+    }
+
+    std::string m_strSeen;
+};
+
+std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath, const std::string& strKeys,
+                  const std::string& strScript)
+{
+    return "\"g\" { \"appid\" \"" + std::to_string(unAppID) + "\" \"mode\" \"" + std::to_string(nMode) +
+           "\" \"install_path\" \"" + strHostPath + "\" " + strKeys + " \"compat_installscript\" { " +
+           strScript + " } }";
+}
+
+const std::string k_strTranslated = "[Standalone] translated install path: ";
+
+TEST(StandaloneJob, FirstGroupSetsTheRunStateAndEachWalkSeesItsOwnInstallDir)
+{
+    CScratchDir dir(true);
+    CSpewCapture capture;
+    CObservingManager manager;
+    SetEnvironmentVariableA("APPDATA", "inherited");
+    EXPECT_TRUE(
+        manager.BRunJob(Group(990201, 1, dir.HostPath("a"), "\"language\" \"german\" \"korvexid\" \"007\"",
+                              "\"Run Process\" { \"r1\" {} }") +
+                        Group(990202, 2, dir.HostPath("b"), "\"language\" \"french\"",
+                              "\"Run Process On Update\" { \"r2\" {} }")));
+
+    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("a"), k_strTranslated + dir.File("b")}),
+              dir.LogLines());
+    EXPECT_EQ("r1 990201 1 german " + dir.File("a") + "\nr2 990201 1 german " + dir.File("b") + "\n",
+              manager.m_strSeen);
+    // The second group walks in its own mode, which is not the run's.
+    EXPECT_EQ(1, capture.CountFailedAssertions("m_eInstallScriptMode == k_EInstallScriptModeUpdate"));
+    EXPECT_EQ(dir.File("a"), Variable("INSTALLDIR"));
+    EXPECT_EQ("7", Variable("KORVEXID"));
+    char szAppData[MAX_PATH] = "";
+    SHGetFolderPathA(nullptr, CSIDL_APPDATA, nullptr, 0, szAppData);
+    EXPECT_EQ(szAppData, Variable("APPDATA"));
+    EXPECT_EQ(0u, manager.GetAppID());
+    EXPECT_TRUE(manager.m_vecInstallScript.IsEmpty());
+}
+
+TEST(StandaloneJob, CurrentUserWorkFailsTheJobAndIsNotRun)
+{
+    CScratchDir dir(true);
+    CSpewCapture capture; // the empty script is reported
+    CObservingManager manager;
+    manager.m_pkvRunProcessAsCurrentUser->AddSubKey(new KeyValues("user"));
+    EXPECT_FALSE(manager.BRunJob(Group(990206, 1, dir.HostPath("g"), "", "")));
+    EXPECT_TRUE(manager.m_pkvRunProcessAsCurrentUser->IsEmpty());
+    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("g"),
+                                        "[Standalone] got normal user run process!"}),
+              dir.LogLines());
+}
+
+// A running script in the directory with one symbolic-link record to hand on.
+void QueueAdminWork(CTestManager& manager, const CScratchDir& dir, unsigned int unAppID)
+{
+    manager.QueueScript(unAppID, dir.Path());
+    manager.m_unAppID = unAppID;
+    manager.m_pkvRunSymlinkAsAdminUser->AddSubKey(new KeyValues("link"));
+}
+
+TEST(AdminHandOff, NothingToHandOnOrNoServiceInterfaceFails)
+{
+    CScratchDir dir(true);
+    dir.InstallServiceStub();
+    CTestManager manager;
+    manager.QueueScript(990301, dir.Path());
+    EXPECT_FALSE(manager.BStartAdminHandOff());
+
+    CConVar* pcvFromService = FindConVar("@runadmininstallscriptsfromservice");
+    ASSERT_NE(nullptr, pcvFromService);
+    EXPECT_STREQ("0", pcvFromService->GetString());
+    for (uint32 unFlags : {0u, 1u})
+    {
+        pcvFromService->SetValue(unFlags ? "0" : "1");
+        CTestManager routed;
+        routed.SetFlags(unFlags, true);
+        QueueAdminWork(routed, dir, 990301);
+        EXPECT_FALSE(routed.BStartAdminHandOff());
+        EXPECT_EQ(INVALID_HANDLE_VALUE, routed.m_hAdminScriptFile);
+        EXPECT_TRUE(routed.m_pkvRunSymlinkAsAdminUser->IsEmpty());
+    }
+    pcvFromService->Revert();
+    EXPECT_FALSE(dir.Exists("runasadmin.vdf"));
+    EXPECT_FALSE(dir.Exists("service_record.txt"));
+}
+
+TEST(AdminHandOff, AMissingServiceExecutableIsLoggedAndLeavesNoFile)
+{
+    CScratchDir dir(true);
+    CreateDirectoryW(Widen(dir.File("legacycompat")).c_str(), nullptr);
+    CTestManager manager;
+    QueueAdminWork(manager, dir, 990302);
+    EXPECT_FALSE(manager.BStartAdminHandOff());
+    EXPECT_EQ(INVALID_HANDLE_VALUE, manager.m_hRunProcess);
+    EXPECT_EQ((std::vector<std::string>{
+                  "[AppID 990302] Failed to start KorvexService.exe with \"/installscript \"" +
+                  dir.File("runasadmin.vdf") + "\" 990302\" (GLE 2)"}),
+              dir.LogLines());
+    EXPECT_FALSE(dir.Exists("runasadmin.vdf"));
+}
+
+TEST(AdminHandOff, TheServiceGetsTheListsWhileTheJobPublishesProgress)
+{
+    CScratchDir dir(true);
+    CScratchAppKey appKey(990303);
+    dir.InstallServiceStub();
+    CreateDirectoryW(Widen(dir.File("g")).c_str(), nullptr);
+    dir.Write("g\\runasadmin.vdf", "left over from an earlier run");
+    CObservingManager manager;
+    EXPECT_TRUE(manager.BRunJob(Group(990303, 1, dir.HostPath("g"), "",
+                                      "\"Run Process\" { \"r1\" { \"process\" \"%INSTALLDIR%\\\\a.exe\" } "
+                                      "\"r2\" { \"process\" \"b.exe\" } }")));
+
+    // Seen by the service while it ran: its arguments, a file it could not change, the
+    // step count, and the progress file the job published from its records.
+    const std::string strRecord = dir.Read("service_record.txt");
+    EXPECT_EQ(0u, strRecord.find("arg=/installscript\narg=" + dir.File("g\\runasadmin.vdf") +
+                                 "\narg=990303\nwritable=0\ninstall_count=2\nprogress="))
+        << strRecord;
+    KeyValues* pkvSeen = ParseKeyValues(strRecord.substr(strRecord.find("progress=") + 9));
+    EXPECT_EQ(2, pkvSeen->GetKeyInt("current_step", 0));
+    EXPECT_EQ(2, pkvSeen->GetKeyInt("step_count", 0));
+    EXPECT_STREQ("Stub step", pkvSeen->GetKeyString("current_step_description", ""));
+    delete pkvSeen;
+
+    KeyValues* pkvHanded = ParseKeyValues(dir.Read("handed_runasadmin.vdf"));
+    EXPECT_STREQ("symlink", pkvHanded->GetName());
+    EXPECT_TRUE(pkvHanded->IsEmpty());
+    KeyValues* pkvRunProcess = pkvHanded->GetNextKey();
+    ASSERT_NE(nullptr, pkvRunProcess);
+    EXPECT_STREQ("Run Process", pkvRunProcess->GetName());
+    EXPECT_STREQ("%INSTALLDIR%\\a.exe", pkvRunProcess->GetKeyString("r1/Process", ""));
+    EXPECT_STREQ("b.exe", pkvRunProcess->GetKeyString("r2/Process", ""));
+    delete pkvHanded;
+
+    EXPECT_FALSE(dir.Exists("g\\runasadmin.vdf"));
+    for (REGSAM samView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
+        EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, samView, appKey.Key(), L"InstallCount").has_value());
+    EXPECT_NE(std::string::npos, dir.Read("standalone_installscript_progress_990303.vdf").find("Stub step"));
+}
+
+} // namespace
