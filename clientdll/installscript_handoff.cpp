@@ -7,15 +7,13 @@
 
 #include <shellapi.h>
 
-#include <vector>
-
 #include "clientdll/installscript_log.h"
+#include "clientdll/widetext.h"
 #include "tier0/dbg.h"
 #include "tier1/convar.h"
 #include "tier1/fileio.h"
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
-#include "vstdlib/strtools.h"
 
 namespace
 {
@@ -82,8 +80,7 @@ void CInstallScriptManagerWin32::StartServiceProcess(const char* pszAdminScriptP
 {
     CUtlString strParameters;
     strParameters.Format("/installscript \"%s\" %d", pszAdminScriptPath, (int)m_unAppID);
-    std::vector<wchar16> vecParameters(V_UTF8ToUTF16(strParameters.Get(), nullptr, 0) + 1);
-    V_UTF8ToUTF16(strParameters.Get(), vecParameters.data(), (int)(vecParameters.size() * sizeof(wchar16)));
+    const CWideText wideParameters(strParameters.Get());
 
     SHELLEXECUTEINFOW info = {};
     info.cbSize = sizeof(info);
@@ -91,7 +88,7 @@ void CInstallScriptManagerWin32::StartServiceProcess(const char* pszAdminScriptP
     info.fMask = SEE_MASK_NOCLOSEPROCESS | SEE_MASK_FLAG_NO_UI;
     info.lpVerb = L"open";
     info.lpFile = L"legacycompat\\KorvexService.exe";
-    info.lpParameters = reinterpret_cast<const wchar_t*>(vecParameters.data());
+    info.lpParameters = wideParameters.Get();
     info.nShow = SW_HIDE;
     if (!ShellExecuteExW(&info) || !info.hProcess)
     {

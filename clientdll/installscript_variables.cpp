@@ -7,10 +7,10 @@
 #include <shlobj.h>
 
 #include <cstdio>
-#include <vector>
 
 #include "clientdll/installscript_win32.h"
 #include "clientdll/numbertext.h"
+#include "clientdll/widetext.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
 #include "vstdlib/strtools.h"
@@ -34,9 +34,7 @@ const KnownFolderVariable_s k_rgKnownFolderVariables[] = {
 // Values are UTF-8; the wide call keeps them intact whatever the code page.
 void SetVariable(const wchar_t* pwszName, const char* pszValue)
 {
-    std::vector<wchar16> vecValue(V_UTF8ToUTF16(pszValue, nullptr, 0) + 1);
-    V_UTF8ToUTF16(pszValue, vecValue.data(), (int)(vecValue.size() * sizeof(wchar16)));
-    SetEnvironmentVariableW(pwszName, reinterpret_cast<const wchar_t*>(vecValue.data()));
+    SetEnvironmentVariableW(pwszName, CWideText(pszValue).Get());
 }
 
 } // namespace
