@@ -176,6 +176,7 @@ int main(int argc, char** argv)
         const wchar_t* m_pwszArgs;
         std::vector<double> m_vecTimes;
     } rgSubjects[] = {{"trivial exe", wstrTrivial, L"", {}},
+                      {"trivial exe asking for the known folders", wstrTrivial, L"folders", {}},
                       {"evaluator, empty script", wstrEvaluator, L"empty.vdf", {}},
                       {"evaluator, realistic script, all run", wstrEvaluator, L"realistic.vdf", {}}};
     bool bFailed = false;
