@@ -36,6 +36,22 @@ private:
     std::wstring m_wstrPrevious;
 };
 
+struct EvaluatorRun_s
+{
+    int m_nExitCode = -1;
+    std::string m_strOutput; // standard output and standard error
+};
+
+// Starts a build of the evaluator (named by its host path) with the directory as its
+// working directory and waits a minute at most.
+EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
+                            const char* pszHostExe = ISE_EVALUATOR_EXE);
+
+// Job-file text: one application group, and the job around groups.
+std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath,
+                  const std::string& strScript);
+std::string Job(const std::string& strGroups);
+
 // The Windows form of a host path (the build names its outputs by host paths).
 std::string DosPathOf(const std::string& strHostPath);
 std::wstring Widen(const std::string& strUTF8);

@@ -12,62 +12,6 @@
 namespace
 {
 
-struct EvaluatorRun_s
-{
-    int m_nExitCode = -1;
-    std::string m_strOutput;
-};
-
-// Starts a build of the evaluator (named by its host path) in the directory and waits a
-// minute at most.
-EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
-                            const char* pszHostExe = ISE_EVALUATOR_EXE)
-{
-    const std::wstring wstrExe = Widen(DosPathOf(pszHostExe));
-    std::wstring wstrCommandLine = L"\"" + wstrExe + L"\"";
-    for (const std::string& strArg : vecArgs)
-        wstrCommandLine += L" \"" + Widen(strArg) + L"\"";
-    SECURITY_ATTRIBUTES attributes = {sizeof(attributes), nullptr, TRUE};
-    HANDLE hRead = nullptr;
-    HANDLE hWrite = nullptr;
-    CreatePipe(&hRead, &hWrite, &attributes, 0);
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = hWrite;
-    startup.hStdError = hWrite;
-    PROCESS_INFORMATION process = {};
-    EvaluatorRun_s run;
-    const bool bStarted = CreateProcessW(wstrExe.c_str(), wstrCommandLine.data(), nullptr, nullptr, TRUE, 0,
-                                         nullptr, Widen(dir.Path()).c_str(), &startup, &process);
-    CloseHandle(hWrite);
-    if (bStarted)
-    {
-        EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process.hProcess, 60000));
-        TerminateProcess(process.hProcess, 99);
-        GetExitCodeProcess(process.hProcess, reinterpret_cast<DWORD*>(&run.m_nExitCode));
-        char rgchOutput[4096];
-        for (DWORD cbRead; ReadFile(hRead, rgchOutput, sizeof(rgchOutput), &cbRead, nullptr) && cbRead;)
-            run.m_strOutput.append(rgchOutput, cbRead);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-    }
-    CloseHandle(hRead);
-    return run;
-}
-
-std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath,
-                  const std::string& strScript)
-{
-    return "\"g\" { \"appid\" \"" + std::to_string(unAppID) + "\" \"mode\" \"" + std::to_string(nMode) +
-           "\" \"install_path\" \"" + strHostPath + "\" " + strScript + " }";
-}
-
-std::string Job(const std::string& strGroups)
-{
-    return "\"job\" { " + strGroups + " }";
-}
-
 TEST(Evaluator, CommandLineForms)
 {
     CScratchDir dir;
