@@ -1,9 +1,69 @@
-// Firewall section handler. A placeholder until the section itself is built: it
-// succeeds without asking for a firewall.
+// Firewall section handler: asks the platform's firewall to let each program of an entry
+// through, and withdraws them again on uninstall. This process gets no firewall from its
+// service object, so every entry that gets that far fails without a message.
 
+#include "clientdll/installscript_requirements.h"
 #include "clientdll/installscript_win32.h"
+#include "common/installscript_regkeys.h"
+#include "common/korvexservice.h"
+#include "common/windowshelper.h"
+#include "tier1/keyvalues.h"
 
-bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* /*pkvEntry*/)
+namespace
 {
-    return true;
+
+// Applications whose successful adds are followed by a mode-2 call; kept as they came.
+constexpr uint32 k_rgunFirewallMode2AppIDs[] = {250820, 330050};
+
+constexpr int k_nFirewallModeWithdraw = 1;
+constexpr int k_nFirewallModeAfterAdd = 2;
+
+bool BWantsModeAfterAdd(uint32 unAppID)
+{
+    for (uint32 unSpecial : k_rgunFirewallMode2AppIDs)
+    {
+        if (unSpecial == unAppID)
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
+{
+    const uint32 unAppID = GetRunScriptAppID();
+    const bool bUninstall = m_eInstallScriptMode == k_EInstallScriptModeUninstall;
+    const CUtlString strHasRunKey = GetHasRunKeyPath(pkvEntry, unAppID, false);
+    // Uninstall withdraws whatever the record says.
+    if (!bUninstall && BHasRun(strHasRunKey, pkvEntry->GetName(), 1))
+        return true;
+    if (!BCheckRequirements(pkvEntry, m_szLanguage))
+        return true;
+    IKorvexFirewall* pFirewall = g_KorvexService.GetFirewall();
+    if (!pFirewall)
+        return false;
+
+    bool bResult = true;
+    for (KeyValues* pkvProgram = pkvEntry->GetFirstValue(); pkvProgram;
+         pkvProgram = pkvProgram->GetNextValue())
+    {
+        const CUtlString strPath = ExpandEnvironmentStringsUTF8(pkvProgram->GetString());
+        if (bUninstall)
+        {
+            pFirewall->BSetProgramMode(strPath, k_nFirewallModeWithdraw);
+        }
+        else if (!pFirewall->BAddProgram(strPath, pkvProgram->GetName()))
+        {
+            ScriptLog("Failed adding file \"%s\" to firewall", strPath.Get());
+            bResult = false;
+        }
+        else if (bResult && BWantsModeAfterAdd(unAppID))
+        {
+            pFirewall->BSetProgramMode(strPath, k_nFirewallModeAfterAdd);
+        }
+    }
+    if (bResult && !bUninstall)
+        SetHasRun(strHasRunKey, pkvEntry->GetName(), 1);
+    return bResult;
 }
