@@ -1,16 +1,347 @@
-// Registry section handlers. Placeholders until the section itself is built: they
-// succeed without touching the registry.
+// Registry section handlers: each level-1 key of "Registry" and "Registry If Not Present"
+// is written by its typed groups on install and launch and has its values deleted on
+// uninstall.
 
+#include "clientdll/installscript_registry.h"
+
+#include <windows.h>
+
+#include <vector>
+
+#include "clientdll/installscript_log.h"
 #include "clientdll/installscript_win32.h"
+#include "common/windowshelper.h"
+#include "tier0/dbg.h"
+#include "tier1/keyvalues.h"
+#include "tier1/utlvector.h"
+#include "vstdlib/strtools.h"
 
-bool CInstallScriptManagerWin32::ApplyRegistrySection(ERegKeyRoot /*eRoot*/, const char* /*pchPath*/,
-                                                      KeyValues* /*pRegistryKey*/, bool /*bOverwrite*/)
+namespace
 {
+
+// String values are prepared in, and probed into, one buffer of this size.
+constexpr int k_cchDataBufMax = 65536;
+// Name buffer of the emptiness test on uninstall.
+constexpr unsigned int k_cchEnumName = 260;
+// The name a script gives a key's default value.
+constexpr const char k_szDefaultValueName[] = "(Default)";
+
+typedef bool (*PFNWriteRegistryGroup)(CInstallScriptRegistry& registry, ERegKeyRoot eRoot,
+                                      const char* pchPath, KeyValues* pkvLeaves, bool bOverwrite);
+
+struct RegistryGroup_s
+{
+    const char* m_pszName;
+    bool m_bLanguageSubKeys; // subkeys named like the run's language are written after the group
+    PFNWriteRegistryGroup m_pfnWrite;
+};
+
+const RegistryGroup_s k_rgRegistryGroups[] = {
+    {"string", true,
+     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
+     { return r.WriteRegistryStrings(eRoot, pchPath, pkv, bOverwrite); }},
+    {"dword", true,
+     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
+     { return r.WriteRegistryDwords(eRoot, pchPath, pkv, bOverwrite); }},
+    {"binary", true,
+     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
+     { return r.WriteRegistryBinaries(eRoot, pchPath, pkv, bOverwrite); }},
+    // Copies are made every time: the overwrite rule does not apply to them.
+    {"string_from_regkey", false,
+     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool)
+     { return r.CopyRegistryStrings(eRoot, pchPath, pkv); }},
+};
+
+const RegistryGroup_s* FindRegistryGroup(const char* pszName)
+{
+    for (const RegistryGroup_s& group : k_rgRegistryGroups)
+    {
+        if (V_stricmp(pszName, group.m_pszName) == 0)
+            return &group;
+    }
+    return nullptr;
+}
+
+bool BIsDefaultValueName(const char* pszName)
+{
+    return V_stricmp(pszName, k_szDefaultValueName) == 0;
+}
+
+// The expansion reports failure as "", which text that was not empty cannot expand to.
+bool BExpand(const char* pszText, bool bUTF8, CUtlString* pstrExpanded)
+{
+    *pstrExpanded =
+        bUTF8 ? ExpandEnvironmentStringsUTF8(pszText) : ExpandEnvironmentStringsMultiByte(pszText);
+    return !pstrExpanded->IsEmpty() || !*pszText;
+}
+
+// Local-code-page text as UTF-8: the bytes written with the terminator, or 0 when the
+// text did not fit whole (the buffer then holds the whole characters that fitted).
+int LocaleSpecificANSIToUTF8(const char* pszANSI, char* pchUTF8, int cubUTF8)
+{
+    pchUTF8[0] = '\0';
+    const int cchWide = MultiByteToWideChar(CP_ACP, 0, pszANSI, -1, nullptr, 0);
+    if (cchWide <= 0)
+        return 0;
+    std::vector<wchar16> vecWide((size_t)cchWide);
+    if (MultiByteToWideChar(CP_ACP, 0, pszANSI, -1, reinterpret_cast<wchar_t*>(vecWide.data()), cchWide) <= 0)
+        return 0;
+    const int cubNeeded = V_UTF16ToUTF8(vecWide.data(), nullptr, 0);
+    V_UTF16ToUTF8(vecWide.data(), pchUTF8, cubUTF8);
+    return cubNeeded <= cubUTF8 ? cubNeeded : 0;
+}
+
+uint8 HexDigitValue(char ch)
+{
+    if (ch >= '0' && ch <= '9')
+        return (uint8)(ch - '0');
+    if (ch >= 'a' && ch <= 'f')
+        return (uint8)(ch - 'a' + 10);
+    if (ch >= 'A' && ch <= 'F')
+        return (uint8)(ch - 'A' + 10);
+    return 0; // scripts in the field carry stray characters; they read as 0 rather than fail
+}
+
+// Two digits a byte, an odd last digit ignored.
+void DecodeLenientHex(const char* pszHex, CUtlVector<uint8>* pvecBytes)
+{
+    const size_t cubBytes = strlen(pszHex) / 2;
+    for (size_t iByte = 0; iByte < cubBytes; ++iByte)
+        pvecBytes->AddToTail(
+            (uint8)(HexDigitValue(pszHex[2 * iByte]) << 4 | HexDigitValue(pszHex[2 * iByte + 1])));
+}
+
+} // namespace
+
+CInstallScriptRegistry::CInstallScriptRegistry(uint32 unAppID, const char* pszLanguage,
+                                               bool bUTF8RegistryStrings)
+    : m_unAppID(unAppID), m_pszLanguage(pszLanguage ? pszLanguage : ""),
+      m_bUTF8RegistryStrings(bUTF8RegistryStrings)
+{
+}
+
+bool CInstallScriptRegistry::BIsRunLanguage(const KeyValues* pkvSubKey) const
+{
+    return V_stricmp(pkvSubKey->GetName(), m_pszLanguage) == 0;
+}
+
+bool CInstallScriptRegistry::ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath,
+                                                  KeyValues* pRegistryKey, bool bOverwrite)
+{
+    Assert(pchPath && pRegistryKey);
+    if (!pchPath || !pRegistryKey)
+        return true;
+    for (KeyValues* pkvGroup = pRegistryKey->GetFirstTrueSubKey(); pkvGroup;
+         pkvGroup = pkvGroup->GetNextTrueSubKey())
+    {
+        const RegistryGroup_s* pGroup = FindRegistryGroup(pkvGroup->GetName());
+        if (!pGroup)
+            continue;
+        pGroup->m_pfnWrite(*this, eRoot, pchPath, pkvGroup, bOverwrite);
+        if (!pGroup->m_bLanguageSubKeys)
+            continue;
+        for (KeyValues* pkvLanguage = pkvGroup->GetFirstTrueSubKey(); pkvLanguage;
+             pkvLanguage = pkvLanguage->GetNextTrueSubKey())
+        {
+            if (BIsRunLanguage(pkvLanguage))
+                pGroup->m_pfnWrite(*this, eRoot, pchPath, pkvLanguage, bOverwrite);
+        }
+    }
+    // Results are only logged: a registry value never fails the run.
     return true;
 }
 
-bool CInstallScriptManagerWin32::RemoveRegistryKeyValues(ERegKeyRoot /*eRoot*/, const char* /*pchPath*/,
-                                                         KeyValues* /*pRegistryKey*/)
+bool CInstallScriptRegistry::WriteRegistryStrings(ERegKeyRoot eRoot, const char* pchPath,
+                                                  KeyValues* pStringKey, bool bOverwrite)
 {
-    return true;
+    Assert(pStringKey);
+    CUtlString strDataBuf;
+    char* pchDataBuf = strDataBuf.GetForModify(k_cchDataBufMax - 1);
+    if (!pStringKey || !pchPath || !pchDataBuf)
+        return false;
+
+    bool bResult = true;
+    for (KeyValues* pkvLeaf = pStringKey->GetFirstValue(); pkvLeaf; pkvLeaf = pkvLeaf->GetNextValue())
+    {
+        CUtlString strName;
+        CUtlString strExpanded;
+        if (!BExpand(pkvLeaf->GetName(), false, &strName) ||
+            !BExpand(pkvLeaf->GetString(), m_bUTF8RegistryStrings, &strExpanded))
+            continue;
+        const bool bDefault = BIsDefaultValueName(strName);
+        const char* pszValueName = bDefault ? "" : strName.Get();
+        // Only a readable string counts as present; a value of another type is replaced.
+        if (!bOverwrite && BGetRegistryValueStr(eRoot, pchPath, pszValueName, pchDataBuf, k_cchDataBufMax))
+            continue;
+
+        if (m_bUTF8RegistryStrings)
+        {
+            V_strncpy(pchDataBuf, strExpanded.Get(), k_cchDataBufMax);
+        }
+        else
+        {
+            const int cubConverted = LocaleSpecificANSIToUTF8(strExpanded.Get(), pchDataBuf, k_cchDataBufMax);
+            AssertFmt(cubConverted != 0,
+                      "V_LocaleSpecificANSIToUTF8( strExpanded.Get(), -1, pchDataBuf, cchDataBufMax ) != 0");
+        }
+        if (!BSetRegistryValueStr(eRoot, pchPath, pszValueName, pchDataBuf))
+        {
+            InstallScriptLog("[AppID %u] Failed to set registry STRING [%s\\%s] \"%s\" = \"%s\"", m_unAppID,
+                             PchNameFromERegKeyRoot(eRoot), pchPath,
+                             bDefault ? k_szDefaultValueName : pszValueName, strExpanded.Get());
+            bResult = false;
+        }
+    }
+    return bResult;
+}
+
+bool CInstallScriptRegistry::WriteRegistryDwords(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pDwordKey,
+                                                 bool bOverwrite)
+{
+    Assert(pDwordKey);
+    if (!pDwordKey || !pchPath)
+        return false;
+    bool bResult = true;
+    for (KeyValues* pkvLeaf = pDwordKey->GetFirstValue(); pkvLeaf; pkvLeaf = pkvLeaf->GetNextValue())
+    {
+        CUtlString strName;
+        if (!BExpand(pkvLeaf->GetName(), false, &strName))
+            continue;
+        unsigned int unPresent = 0;
+        if (!bOverwrite && BGetRegistryValueUint(eRoot, pchPath, strName, &unPresent))
+            continue;
+        const unsigned int unValue = (unsigned int)pkvLeaf->GetInt(0);
+        if (!BSetRegistryValueUint(eRoot, pchPath, strName, unValue))
+        {
+            InstallScriptLog("[AppID %u] Failed to set registry DWORD [%s\\%s] \"%s\" = %u", m_unAppID,
+                             PchNameFromERegKeyRoot(eRoot), pchPath, strName.Get(), unValue);
+            bResult = false;
+        }
+    }
+    return bResult;
+}
+
+bool CInstallScriptRegistry::WriteRegistryBinaries(ERegKeyRoot eRoot, const char* pchPath,
+                                                   KeyValues* pBinaryKey, bool bOverwrite)
+{
+    Assert(pBinaryKey);
+    if (!pBinaryKey || !pchPath)
+        return false;
+    bool bResult = true;
+    for (KeyValues* pkvLeaf = pBinaryKey->GetFirstValue(); pkvLeaf; pkvLeaf = pkvLeaf->GetNextValue())
+    {
+        const char* pszName = pkvLeaf->GetName();
+        if (!bOverwrite)
+        {
+            // A zero-capacity read reports the size of a value of any type.
+            unsigned char ubProbe = 0;
+            unsigned int cubPresent = 0;
+            BGetRegistryValueBin(eRoot, pchPath, pszName, &ubProbe, &cubPresent);
+            if (cubPresent != 0)
+                continue;
+        }
+        const char* pszHex = pkvLeaf->GetString();
+        CUtlVector<uint8> vecBytes;
+        DecodeLenientHex(pszHex, &vecBytes);
+        if (!BSetRegistryValueBin(eRoot, pchPath, pszName, vecBytes.Base(), (unsigned int)vecBytes.Count()))
+        {
+            InstallScriptLog("[AppID %u] Failed to set registry BINARY [%s\\%s] \"%s\" = \"%s\"", m_unAppID,
+                             PchNameFromERegKeyRoot(eRoot), pchPath, pszName, pszHex);
+            bResult = false;
+        }
+    }
+    return bResult;
+}
+
+bool CInstallScriptRegistry::CopyRegistryStrings(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pCopyKey)
+{
+    Assert(pCopyKey);
+    if (!pCopyKey || !pchPath)
+        return false;
+    bool bResult = true;
+    for (KeyValues* pkvLeaf = pCopyKey->GetFirstValue(); pkvLeaf; pkvLeaf = pkvLeaf->GetNextValue())
+    {
+        ERegKeyRoot eSourceRoot;
+        CUtlString strSourceKey;
+        CUtlString strSourceValueName;
+        if (!BParseInstallScriptRegKey(pkvLeaf->GetString(), &eSourceRoot, &strSourceKey,
+                                       &strSourceValueName))
+        {
+            bResult = false;
+            continue;
+        }
+        // A source that is not there is normal: the copy is simply not made.
+        CUtlString strValue;
+        if (!BGetRegistryValueStr(eSourceRoot, strSourceKey, strSourceValueName, &strValue))
+            continue;
+        const char* pszName = pkvLeaf->GetName();
+        bResult &=
+            BSetRegistryValueStr(eRoot, pchPath, BIsDefaultValueName(pszName) ? "" : pszName, strValue);
+    }
+    return bResult;
+}
+
+bool CInstallScriptRegistry::BDeleteLeafValues(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkvLeaves)
+{
+    bool bResult = true;
+    for (KeyValues* pkvLeaf = pkvLeaves->GetFirstValue(); pkvLeaf; pkvLeaf = pkvLeaf->GetNextValue())
+    {
+        if (BDeleteRegistryValue(eRoot, pchPath, pkvLeaf->GetName()))
+            continue;
+        InstallScriptLog("[AppID %u] Failed to delete value [%s\\%s] \"%s\"", m_unAppID,
+                         PchNameFromERegKeyRoot(eRoot), pchPath, pkvLeaf->GetName());
+        bResult = false;
+    }
+    return bResult;
+}
+
+bool CInstallScriptRegistry::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath,
+                                                     KeyValues* pRegistryKey)
+{
+    Assert(pchPath && pRegistryKey);
+    if (!pchPath || !pRegistryKey)
+        return false;
+    bool bResult = true;
+    // Every group, whatever its name: the values were written under the leaves' names.
+    for (KeyValues* pkvGroup = pRegistryKey->GetFirstTrueSubKey(); pkvGroup;
+         pkvGroup = pkvGroup->GetNextTrueSubKey())
+    {
+        for (KeyValues* pkvLanguage = pkvGroup->GetFirstTrueSubKey(); pkvLanguage;
+             pkvLanguage = pkvLanguage->GetNextTrueSubKey())
+        {
+            if (BIsRunLanguage(pkvLanguage))
+                bResult &= BDeleteLeafValues(eRoot, pchPath, pkvLanguage);
+        }
+        bResult &= BDeleteLeafValues(eRoot, pchPath, pkvGroup);
+    }
+
+    // A key that still holds something the script did not write stays as it is.
+    char szName[k_cchEnumName];
+    unsigned int unType = 0;
+    if (BEnumerateRegistryKey(eRoot, pchPath, 0, szName, k_cchEnumName) ||
+        BEnumerateRegistryValue(eRoot, pchPath, 0, szName, k_cchEnumName, &unType))
+        return bResult;
+    if (!BDeleteRegistryKey(eRoot, pchPath))
+    {
+        InstallScriptLog("[AppID %u] Failed to delete key [%s\\%s]", m_unAppID, PchNameFromERegKeyRoot(eRoot),
+                         pchPath);
+        return false;
+    }
+    return bResult;
+}
+
+bool CInstallScriptManagerWin32::ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath,
+                                                      KeyValues* pRegistryKey, bool bOverwrite)
+{
+    CInstallScriptRegistry registry(GetRunScriptAppID(), m_szLanguage,
+                                    m_pRunScript && m_pRunScript->m_bUTF8RegistryStrings);
+    return registry.ApplyRegistrySection(eRoot, pchPath, pRegistryKey, bOverwrite);
+}
+
+bool CInstallScriptManagerWin32::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath,
+                                                         KeyValues* pRegistryKey)
+{
+    CInstallScriptRegistry registry(GetRunScriptAppID(), m_szLanguage,
+                                    m_pRunScript && m_pRunScript->m_bUTF8RegistryStrings);
+    return registry.RemoveRegistryKeyValues(eRoot, pchPath, pRegistryKey);
 }
