@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -42,8 +43,16 @@ constexpr bool k_rgbHasTextForm[16] = {
 class CTextStage
 {
 public:
-    explicit CTextStage(CUtlBuffer& buf) : m_buf(buf) {}
-    ~CTextStage() { Flush(); }
+    // On the heap: a save may run deep in a 2 MiB main-thread stack.
+    explicit CTextStage(CUtlBuffer& buf) : m_buf(buf), m_rgch((char*)malloc(k_cchStage))
+    {
+        AssertFatal(m_rgch);
+    }
+    ~CTextStage()
+    {
+        Flush();
+        free(m_rgch);
+    }
     CTextStage(const CTextStage&) = delete;
     CTextStage& operator=(const CTextStage&) = delete;
 
@@ -56,7 +65,7 @@ public:
     // Room for cch more characters; callers ask for at most k_cchReserveMax at a time.
     char* Reserve(int cch)
     {
-        if (m_cch + cch > (int)sizeof(m_rgch))
+        if (m_cch + cch > k_cchStage)
             Flush();
         return m_rgch + m_cch;
     }
@@ -69,12 +78,30 @@ public:
             m_buf.Put(pch, cch);
             return;
         }
-        memcpy(Reserve(cch), pch, (size_t)cch);
+        char* pchOut = Reserve(cch);
+        // Most pieces are a few characters: a loop beats a library call.
+        if (cch <= 16)
+        {
+            for (int i = 0; i < cch; ++i)
+                pchOut[i] = pch[i];
+        }
+        else
+        {
+            memcpy(pchOut, pch, (size_t)cch);
+        }
         m_cch += cch;
     }
     void AppendChar(char ch) { Append(&ch, 1); }
     void AppendTabs(int cTabs)
     {
+        if (cTabs <= 16)
+        {
+            char* pchOut = Reserve(cTabs);
+            for (int i = 0; i < cTabs; ++i)
+                pchOut[i] = '\t';
+            m_cch += cTabs;
+            return;
+        }
         while (cTabs > 0)
         {
             int cch = cTabs < k_cchReserveMax ? cTabs : k_cchReserveMax;
@@ -90,8 +117,9 @@ public:
 
 private:
     CUtlBuffer& m_buf;
+    static constexpr int k_cchStage = 65536;
     int m_cch = 0;
-    char m_rgch[65536];
+    char* m_rgch;
 };
 
 char* FormatUnsigned(char* pchEnd, uint64 ulValue)
@@ -170,24 +198,33 @@ void CKeyValuesWriter::WriteConvertedString(const KeyValues* pkvSection, const c
 {
     uint8 fSpecial = 1 | (pkvSection->m_bHasEscapeSequences ? 2 : 0) | (bLowerCase ? 4 : 0);
     const char* pch = pszText;
-    for (;;)
+    // Converted in pieces straight into the staging area; a character takes at most two.
+    for (size_t cchLeft = strlen(pszText); cchLeft;)
     {
-        const char* pchRun = pch;
-        while (*pch && !(k_convertTable.m_rgfSpecial[(uint8)*pch] & fSpecial))
-            ++pch;
-        m_stage.Append(pchRun, (int)(pch - pchRun));
-        char ch = *pch++;
-        if (ch == '\0')
-            return;
-        if (ch == '"' || ch == '\\')
+        size_t cchPiece =
+            cchLeft < CTextStage::k_cchReserveMax / 2 ? cchLeft : CTextStage::k_cchReserveMax / 2;
+        char* pchOut = m_stage.Reserve((int)(2 * cchPiece));
+        char* pchStart = pchOut;
+        for (const char* pchEnd = pch + cchPiece; pch < pchEnd; ++pch)
         {
-            char rgch[2] = {'\\', ch};
-            m_stage.Append(rgch, 2);
+            char ch = *pch;
+            uint8 f = k_convertTable.m_rgfSpecial[(uint8)ch] & fSpecial;
+            if (!f)
+            {
+                *pchOut++ = ch;
+            }
+            else if (f & 4)
+            {
+                *pchOut++ = V_tolower_ascii(ch);
+            }
+            else
+            {
+                *pchOut++ = '\\';
+                *pchOut++ = ch;
+            }
         }
-        else
-        {
-            m_stage.AppendChar(V_tolower_ascii(ch));
-        }
+        m_stage.Commit((int)(pchOut - pchStart));
+        cchLeft -= cchPiece;
     }
 }
 
