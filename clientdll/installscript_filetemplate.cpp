@@ -64,9 +64,12 @@ bool BFillTemplate(const char* pszTemplate, const char* pszOutput)
         return false;
     bufTemplate.PutChar('\0');
     std::vector<char> vecExpanded(k_cchExpandedTemplate);
+    // Past the call's own limit of 32K characters some systems answer with a short result
+    // that only the error code gives away.
+    SetLastError(ERROR_SUCCESS);
     const DWORD cchExpanded = ExpandEnvironmentStringsA(static_cast<const char*>(bufTemplate.Base()),
                                                         vecExpanded.data(), k_cchExpandedTemplate);
-    if (cchExpanded == 0 || cchExpanded > k_cchExpandedTemplate)
+    if (cchExpanded == 0 || cchExpanded > k_cchExpandedTemplate || GetLastError() != ERROR_SUCCESS)
         return false;
     const CUtlBuffer bufOutput(vecExpanded.data(), (int)strlen(vecExpanded.data()), CUtlBuffer::READ_ONLY);
     return BSaveBufferToFile(bufOutput, pszOutput);
