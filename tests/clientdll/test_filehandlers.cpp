@@ -132,22 +132,30 @@ TEST(FileHandlers, CopyFoldersLeavesDotNamesOutAndMakesNothingOfAnEmptyFolder)
 TEST(FileHandlers, TreeCopyStopsAtTheAnsiPathLimitWithoutRunningOutOfStack)
 {
     CScratchDir dir;
-    // A chain of single-letter folders far deeper than 260 bytes allow, a file in each.
-    std::wstring wstrLevel = L"\\\\?\\" + Widen(dir.File("src"));
-    for (int nLevel = 0; nLevel < 140; ++nLevel, wstrLevel += L"\\d")
+    // A chain of single-letter folders far deeper than 260 bytes allow, a file in each,
+    // and a folder whose own name is too long; removed here, as the scratch directory's
+    // clean-up cannot reach that deep.
+    const std::string strTooLong = dir.File(std::string(260 - dir.Path().size(), 'x'));
+    std::vector<std::wstring> vecFolders = {L"\\\\?\\" + Widen(strTooLong)};
+    for (std::wstring wstrLevel = L"\\\\?\\" + Widen(dir.File("src")); vecFolders.size() < 140;
+         wstrLevel += L"\\d")
+        vecFolders.push_back(wstrLevel);
+    for (const std::wstring& wstrFolder : vecFolders)
     {
-        ASSERT_TRUE(CreateDirectoryW(wstrLevel.c_str(), nullptr));
+        CreateDirectoryW(wstrFolder.c_str(), nullptr);
         CloseHandle(
-            CreateFileW((wstrLevel + L"\\f").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
+            CreateFileW((wstrFolder + L"\\f").c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr));
     }
     EXPECT_FALSE(BCopyFolderTree(dir.File("src").c_str(), dir.File("dst").c_str()));
     EXPECT_TRUE(dir.Exists("dst\\d\\d\\f"));
-
-    const std::string strTooLong = dir.File(std::string(260 - dir.Path().size(), 'x'));
-    CreateDirectoryW((L"\\\\?\\" + Widen(strTooLong)).c_str(), nullptr);
     EXPECT_FALSE(BCopyFolderTree(strTooLong.c_str(), dir.File("dst2").c_str()));
     EXPECT_FALSE(BCopyFolderTree(dir.File("src").c_str(), ""));
     EXPECT_FALSE(dir.Exists("dst2"));
+    for (auto it = vecFolders.rbegin(); it != vecFolders.rend(); ++it)
+    {
+        DeleteFileW((*it + L"\\f").c_str());
+        RemoveDirectoryW(it->c_str());
+    }
 }
 
 TEST(FileHandlers, CreateFoldersSucceedsWithAnyOneFolderAndFailsWithoutOne)
