@@ -1,0 +1,214 @@
+// The registry section: the real evaluator installing and uninstalling a script's
+// registry values in every view, and the writers in-process where the text itself is the
+// point (code page against UTF-8, overlong values, null arguments).
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include "clientdll/installscript_registry.h"
+#include "evaluatortestsupport.h"
+#include "regtestutil.h"
+#include "spewcapture.h"
+#include "tier1/keyvalues.h"
+
+namespace
+{
+
+constexpr ERegKeyRoot k_eCurrentUser32 = ERegKeyRoot(k_ERegKeyRootCurrentUser | k_ERegKeyRootForce32Bit);
+constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
+constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
+
+// Script text with every "KEY" replaced by the key path, its backslashes escaped.
+std::string ScriptFor(std::string strScript, const std::string& strKey)
+{
+    std::string strEscaped;
+    for (char ch : strKey)
+        strEscaped += ch == '\\' ? std::string("\\\\") : std::string(1, ch);
+    for (size_t iAt; (iAt = strScript.find("KEY")) != std::string::npos;)
+        strScript.replace(iAt, 3, strEscaped);
+    return strScript;
+}
+
+std::string Bytes(HKEY hHive, REGSAM samView, const std::string& strKey, const wchar_t* pwszName)
+{
+    const std::optional<RawValue_s> value = RawGetValue(hHive, samView, strKey, pwszName);
+    return value ? std::to_string(value->m_dwType) + ":" + value->m_strBytes : "missing";
+}
+
+std::string Binary(const std::string& strBytes)
+{
+    return std::to_string(REG_BINARY) + ":" + strBytes;
+}
+
+// One leaf container with the given leaves, in order.
+KeyValues* Leaves(std::initializer_list<std::pair<const char*, std::string>> leaves)
+{
+    KeyValues* pkv = new KeyValues("group");
+    for (const auto& leaf : leaves)
+        pkv->SetKeyString(leaf.first, leaf.second.c_str());
+    return pkv;
+}
+
+std::string CodePageText(const wchar_t* pwszText)
+{
+    char szText[64] = "";
+    WideCharToMultiByte(CP_ACP, 0, pwszText, -1, szText, sizeof(szText), nullptr, nullptr);
+    return szText;
+}
+
+TEST(RegistrySectionRun, InstallWritesEachGroupInItsViewAndLogsFailedWrites)
+{
+    CScratchDir dir;
+    CScratchRegKey key("Software");
+    const std::string strKeep = key.Sub("Keep");
+    // A volatile key takes no lasting subkeys, so every write below it fails.
+    ASSERT_TRUE(RawCreateKey(HKEY_CURRENT_USER, 0, key.Sub("Volatile"), true));
+    RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"Dword", 9);
+    RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringOverDword", 3);
+    RawSetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringKept", L"old");
+    RawSetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"BinaryOverString", L"x");
+    const std::string strScript = ScriptFor(R"kv("language" "German" "compat_installscript" {
+        "utf8_registry_strings" "1"
+        "Registry" {
+            "HKLM\\KEY" {
+                "string" { "(default)" "%INSTALLDIR%" "Word" "hello" "german" { "Word" "Grüße" } "french" { "Word" "salut" } }
+                "DWORD" { "(Default)" "5" "NaN" "abc" "Max" "4294967295" "Neg" "-1" "Count" "1" "GERMAN" { "Count" "2" } }
+                "binary" { "Two" "0A0b0" "Zero" "zz" "Odd" "F" "Digits" "09afAF" }
+                "bogus" { "Ignored" "1" }
+                "string" "not a group"
+                "dword" {}
+            }
+            "HKLM64\\KEY" { "string" { "(Default)" "64" } }
+            "HKCU\\KEY" { "string_from_regkey" { "Copied" "HKLM\\KEY\\Word" "Missing" "HKLM\\KEY\\NoSuchValue" "NoRoot" "KEY\\Word" } }
+            "NoRoot\\KEY" { "string" { "Ignored" "1" } }
+            "JustAName" { "string" { "Ignored" "1" } }
+            "HKCU\\KEY\\Volatile\\Sub" { "string" { "(DEFAULT)" "s" } "dword" { "d" "7" } "binary" { "b" "0A" } }
+        }
+        "Registry If Not Present" {
+            "HKLM\\KEY\\Keep" {
+                "dword" { "Dword" "1" }
+                "string" { "StringOverDword" "new" "StringKept" "new" }
+                "binary" { "BinaryOverString" "FF" "Fresh" "01" }
+            }
+        }
+    })kv",
+                                            key.Path());
+    dir.Write("job.vdf", Job(Group(990611, 1, dir.HostPath("game"), strScript)));
+
+    ASSERT_EQ(0, RunEvaluator(dir, {"job.vdf"}).m_nExitCode);
+    const std::string strFailedKey = "[HKEY_CURRENT_USER (force 32Bit)\\" + key.Sub("Volatile\\Sub") + "] ";
+    EXPECT_EQ((std::vector<std::string>{
+                  "[Standalone] translated install path: " + dir.File("game"),
+                  "[AppID 990611] Failed to set registry STRING " + strFailedKey + "\"(Default)\" = \"s\"",
+                  "[AppID 990611] Failed to set registry DWORD " + strFailedKey + "\"d\" = 7",
+                  "[AppID 990611] Failed to set registry BINARY " + strFailedKey + "\"b\" = \"0A\"",
+              }),
+              dir.LogLines());
+
+    // Unqualified HKLM is the 32-bit view; HKLM64 the other one.
+    EXPECT_EQ(dir.File("game"), RawGetString(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L""));
+    EXPECT_EQ("Grüße", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L"Word"));
+    EXPECT_EQ("64", RawGetString(HKEY_LOCAL_MACHINE, k_sam64, key.Path(), L""));
+    EXPECT_EQ("missing", Bytes(HKEY_LOCAL_MACHINE, k_sam64, key.Path(), L"Word"));
+    const std::pair<const wchar_t*, DWORD> rgDwords[] = {
+        {L"(Default)", 5}, {L"NaN", 0}, {L"Max", 0xFFFFFFFF}, {L"Neg", 0xFFFFFFFF}, {L"Count", 2}};
+    for (const auto& dword : rgDwords)
+        EXPECT_EQ(dword.second, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), dword.first));
+    // Two digits a byte, an odd last one ignored, anything but a digit read as 0.
+    const std::pair<const wchar_t*, std::string> rgBinaries[] = {
+        {L"Two", "\x0A\x0B"}, {L"Zero", std::string(1, '\0')}, {L"Odd", ""}, {L"Digits", "\x09\xAF\xAF"}};
+    for (const auto& binary : rgBinaries)
+        EXPECT_EQ(Binary(binary.second), Bytes(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), binary.first));
+    EXPECT_EQ("missing", Bytes(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L"Ignored"));
+
+    // The current user's hive is one for both views.
+    for (REGSAM samView : {k_sam32, k_sam64})
+    {
+        EXPECT_EQ("Grüße", RawGetString(HKEY_CURRENT_USER, samView, key.Path(), L"Copied"));
+        EXPECT_EQ(2, RawCountEntries(HKEY_CURRENT_USER, samView, key.Path())); // and the volatile key
+    }
+
+    EXPECT_EQ(9u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"Dword"));
+    EXPECT_EQ("new", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringOverDword"));
+    EXPECT_EQ("old", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringKept"));
+    EXPECT_EQ("x", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"BinaryOverString"));
+    EXPECT_EQ(Binary("\x01"), Bytes(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"Fresh"));
+}
+
+TEST(RegistrySectionRun, UninstallDeletesNamedValuesAndEmptiesOnlyKeysLeftEmpty)
+{
+    CScratchDir dir;
+    CScratchRegKey key("Software");
+    for (const wchar_t* pwszName : {L"A", L"L", L"W"})
+        RawSetString(HKEY_CURRENT_USER, 0, key.Sub("Emptied"), pwszName, L"v");
+    RawSetDword(HKEY_CURRENT_USER, 0, key.Sub("Foreign"), L"Mine", 1);
+    RawSetDword(HKEY_CURRENT_USER, 0, key.Sub("Foreign"), L"Other", 1);
+    const std::string strScript = ScriptFor(R"kv("language" "german" "compat_installscript" {
+        "Registry" {
+            "HKCU\\KEY\\Emptied" { "string" { "A" "x" "german" { "A" "y" "L" "z" } } "anything" { "W" "1" } }
+            "HKCU\\KEY\\Foreign" { "dword" { "Mine" "1" } }
+        }
+        "Registry If Not Present" { "HKCU\\KEY\\Absent" { "binary" { "Gone" "00" } } }
+    })kv",
+                                            key.Path());
+    dir.Write("job.vdf", Job(Group(990612, 3, dir.HostPath("game"), strScript)));
+
+    // Failures are logged, not passed on to the exit code.
+    ASSERT_EQ(0, RunEvaluator(dir, {"job.vdf"}).m_nExitCode);
+    const std::string strPrefix = "[AppID 990612] Failed to delete value [HKEY_CURRENT_USER (force 32Bit)\\";
+    EXPECT_EQ((std::vector<std::string>{
+                  "[Standalone] translated install path: " + dir.File("game"),
+                  strPrefix + key.Sub("Emptied") + "] \"A\"", // the language leaf took it first
+                  strPrefix + key.Sub("Absent") + "] \"Gone\"",
+              }),
+              dir.LogLines());
+    EXPECT_EQ(0, RawCountEntries(HKEY_CURRENT_USER, 0, key.Sub("Emptied")));
+    EXPECT_EQ(1, RawCountEntries(HKEY_CURRENT_USER, 0, key.Sub("Foreign")));
+    EXPECT_TRUE(RawGetDword(HKEY_CURRENT_USER, 0, key.Sub("Foreign"), L"Other"));
+    // Deleting a value makes its key, which is then left empty.
+    EXPECT_EQ(0, RawCountEntries(HKEY_CURRENT_USER, 0, key.Sub("Absent")));
+}
+
+TEST(RegistrySectionWriters, StringTextKeepsItsCharactersInEitherEncodingAndOverlongTextNeverCrashes)
+{
+    CScratchDir dir(true);
+    CScratchRegKey key("Software");
+    CSpewCapture capture;
+    CQuietStderr quiet;
+    SetEnvironmentVariableW(L"ISE_REGSEC_WORD", L"Grüße");
+    const std::string strEuroCodePage = CodePageText(L"€");
+    ASSERT_EQ(1u, strEuroCodePage.size()) << "the prefix's code page has a one-byte euro sign";
+    std::string strEuros;
+    for (int i = 0; i < 30000; ++i)
+        strEuros += "€";
+    for (bool bUTF8 : {false, true})
+    {
+        SCOPED_TRACE(bUTF8);
+        KeyValues* pkvLeaves = Leaves({
+            {"Text", bUTF8 ? "%ISE_REGSEC_WORD% é€" : "%ISE_REGSEC_WORD% " + CodePageText(L"é€")},
+            {"Cut", bUTF8 ? strEuros : std::string(30000, strEuroCodePage[0])},
+            {"Long", std::string(32767, 'a')}, // more than the system expands
+        });
+        CInstallScriptRegistry registry(990614, "english", bUTF8);
+        EXPECT_TRUE(registry.WriteRegistryStrings(k_eCurrentUser32, key.Path(), pkvLeaves, true));
+        EXPECT_EQ("Grüße é€", RawGetString(HKEY_CURRENT_USER, 0, key.Path(), L"Text"));
+        // 65,535 bytes hold 21,845 three-byte characters.
+        const std::optional<RawValue_s> value = RawGetValue(HKEY_CURRENT_USER, 0, key.Path(), L"Cut");
+        EXPECT_EQ((21845u + 1) * 2, value ? value->m_strBytes.size() : 0);
+        EXPECT_FALSE(RawGetValue(HKEY_CURRENT_USER, 0, key.Path(), L"Long"));
+        delete pkvLeaves;
+    }
+    // Only the code-page conversion reports what it cut.
+    EXPECT_EQ(1, capture.CountFailedAssertions(
+                     "V_LocaleSpecificANSIToUTF8( strExpanded.Get(), -1, pchDataBuf, cchDataBufMax ) != 0"));
+
+    CInstallScriptRegistry registry(990614, "english", false);
+    EXPECT_TRUE(registry.ApplyRegistrySection(k_eCurrentUser32, nullptr, nullptr, true));
+    EXPECT_FALSE(registry.WriteRegistryStrings(k_eCurrentUser32, key.Path(), nullptr, true));
+    EXPECT_EQ(1, capture.CountFailedAssertions("pchPath && pRegistryKey"));
+    EXPECT_EQ(1, capture.CountFailedAssertions("pStringKey"));
+    EXPECT_TRUE(dir.LogLines().empty());
+}
+
+} // namespace
