@@ -107,7 +107,7 @@ uint8 HexDigitValue(char ch)
         return (uint8)(ch - 'a' + 10);
     if (ch >= 'A' && ch <= 'F')
         return (uint8)(ch - 'A' + 10);
-    return 0; // scripts in the field carry stray characters; they read as 0 rather than fail
+    return 0; // any other character reads as 0: the lenient reading is kept on purpose
 }
 
 // Two digits a byte, an odd last digit ignored.
