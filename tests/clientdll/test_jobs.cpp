@@ -1,7 +1,7 @@
 // Standalone jobs run in-process against the prefix's real registry and files: the run
 // state of the first group, each walk's own variables, the job's own failures, and the
-// administrator hand-off through the service stub. The Run Process handler is stood in
-// for by one that queues each entry with a "process" key, as the real one will.
+// administrator hand-off through the service stub. The Run Process handler is watched for
+// the run state each walk sees, then does its real work.
 
 #include <gtest/gtest.h>
 
@@ -29,20 +29,12 @@ std::string Variable(const char* pszName)
 class CObservingManager : public CTestManager
 {
 public:
-    bool OnRunProcessKey(KeyValues* pkvEntry, bool /*bAllowAsCurrentUser*/) override
+    bool OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser) override
     {
         m_strSeen += std::string(pkvEntry->GetName()) + " " + std::to_string(m_unAppID) + " " +
                      std::to_string(m_eInstallScriptMode) + " " + m_szLanguage + " " +
                      Variable("INSTALLDIR") + "\n";
-        if (pkvEntry->FindKey("process"))
-        {
-            KeyValues* pkvJob = new KeyValues(pkvEntry->GetName());
-            pkvJob->SetKeyString("Process", pkvEntry->GetKeyString("process", ""));
-            pkvJob->SetUsesEscapeSequences(true, true);
-            m_pkvRunProcessAsAdminUser->AddSubKey(pkvJob);
-            ++m_nInstallStepCount;
-        }
-        return true;
+        return CTestManager::OnRunProcessKey(pkvEntry, bAllowAsCurrentUser);
     }
 
     bool BRunJob(const std::string& strGroups)
@@ -185,7 +177,7 @@ TEST(AdminHandOff, TheServiceGetsTheListsWhileTheJobPublishesProgress)
     KeyValues* pkvRunProcess = pkvHanded->GetNextKey();
     ASSERT_NE(nullptr, pkvRunProcess);
     EXPECT_STREQ("Run Process", pkvRunProcess->GetName());
-    EXPECT_STREQ("%INSTALLDIR%\\a.exe", pkvRunProcess->GetKeyString("r1/Process", ""));
+    EXPECT_STREQ(dir.File("g\\a.exe").c_str(), pkvRunProcess->GetKeyString("r1/Process", ""));
     EXPECT_STREQ("b.exe", pkvRunProcess->GetKeyString("r2/Process", ""));
     delete pkvHanded;
 

@@ -1,0 +1,153 @@
+// The Run Process section through the real evaluator: the job records the service stub is
+// handed in "runasadmin.vdf", which entries become jobs, and the step count it sees.
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "evaluatortestsupport.h"
+#include "regtestutil.h"
+#include "tier1/keyvalues.h"
+
+namespace
+{
+
+// A job record as "key=value" lines in file order, subkeys as "sub/key=value". Names are
+// lower-cased: the key-name table keeps whichever spelling a process met first.
+std::string Flatten(KeyValues* pkv, const std::string& strPrefix = "")
+{
+    std::string strText;
+    for (KeyValues* pkvKey = pkv->GetFirstSubKey(); pkvKey; pkvKey = pkvKey->GetNextKey())
+    {
+        std::string strName = strPrefix + pkvKey->GetName();
+        std::transform(strName.begin(), strName.end(), strName.begin(),
+                       [](char ch) { return (char)tolower(ch); });
+        strText += pkvKey->GetDataType() == KeyValues::TYPE_NONE ? Flatten(pkvKey, strName + "/")
+                                                                 : strName + "=" + pkvKey->GetString() + "\n";
+    }
+    return strText;
+}
+
+typedef std::vector<std::pair<std::string, std::string>> JobList_t; // name, flattened record
+
+// Runs one group with the service stub; returns the exit code and fills in what it was handed.
+int RunWithStub(const CScratchDir& dir, unsigned int unAppID, int nMode, const std::string& strGroupKeys,
+                JobList_t* pvecJobs)
+{
+    dir.InstallServiceStub();
+    CreateDirectoryW(Widen(dir.File("game")).c_str(), nullptr);
+    dir.Write("job.vdf", Job(Group(unAppID, nMode, dir.HostPath("game"), strGroupKeys)));
+    const int nExitCode = RunEvaluator(dir, {"job.vdf"}).m_nExitCode;
+    KeyValues* pkvHanded = ParseKeyValues(dir.Read("handed_runasadmin.vdf"));
+    KeyValues* pkvRunProcess = pkvHanded->GetNextKey();
+    EXPECT_STREQ("Run Process", pkvRunProcess ? pkvRunProcess->GetName() : "");
+    for (KeyValues* pkvJob = pkvRunProcess ? pkvRunProcess->GetFirstSubKey() : nullptr; pkvJob;
+         pkvJob = pkvJob->GetNextKey())
+        pvecJobs->emplace_back(pkvJob->GetName(), Flatten(pkvJob));
+    delete pkvHanded;
+    return nExitCode;
+}
+
+TEST(RunProcess, LaunchQueuesWhatIsStillNeededInWalkOrder)
+{
+    CScratchDir dir;
+    CScratchAppKey appKey(990501);
+    for (const wchar_t* pwszEntry : {L"ran", L"gone", L"present"})
+        RawSetDword(HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY, appKey.Key(), pwszEntry, 1);
+    RawSetString(HKEY_CURRENT_USER, KEY_WOW64_32KEY, appKey.Key(), L"Ver", L"0.9");
+    RawSetString(HKEY_CURRENT_USER, KEY_WOW64_32KEY, appKey.Key(), L"Ver2", L"1.0");
+    CreateDirectoryW(Widen(dir.File("game")).c_str(), nullptr);
+    CopyFileW(Widen(DosPathOf(ISE_VERSION_EN_DE_EXE)).c_str(), Widen(dir.File("game\\v.exe")).c_str(), FALSE);
+
+    // "gone" still reads 0.9, and its half pair aimed at a missing value must not count as
+    // a match; "present" matches by its second pair.
+    JobList_t vecJobs;
+    EXPECT_EQ(0, RunWithStub(dir, 990501, 1, R"("language" "german" "compat_installscript" {
+        "Run Process" {
+            "redist" { "process 1" "%INSTALLDIR%\\vcredist\\x.exe" "command 1" "/q"
+                       "PROCESS 2" "MSIEXEC.exe" "command 2" "/i \"C:\\p\\dotnet\\x.msi\" \"y\"" }
+            "versioned" { "process" "%INSTALLDIR%\\v.exe" "AsCurrentUser" "1" }
+            "ran" { "process" "a.exe" }
+            "gone" { "process" "b.exe" "HasRunStringKey" "HKCU\\Software\\Pellan\\Korvex\\Apps\\990501\\Ver"
+                     "HasRunStringValue" "1.0" "HasRunStringKey2" "HKCU\\Software\\Pellan\\Korvex\\Apps\\990501\\No" }
+            "present" { "process" "c.exe" "HasRunStringKey" "HKCU\\Software\\Pellan\\Korvex\\Apps\\990501\\Ver"
+                        "HasRunStringValue" "1.0" "HasRunStringKey2" "HKCU\\Software\\Pellan\\Korvex\\Apps\\990501\\Ver2"
+                        "HasRunStringValue2" "1.0" }
+            "broken" { "process" "" "processx" {} "process y" "%NOSUCHVAR%\\d.exe" }
+        }
+        "Run Process On Update" {
+            "upd" { "process" "e.exe" "command" "-u" "Description" "Say \"hi\" C:\\x" "MinimumHasRunValue" "2"
+                    "IgnoreExitCode" "1" "ValidExitCodes" "3010" "IgnoreHasRunKey" "7" }
+        } })",
+                             &vecJobs));
+
+    EXPECT_EQ((std::vector<std::string>{"[Standalone] translated install path: " + dir.File("game"),
+                                        "[AppID 990501] Failed to build Run Process keys for process",
+                                        "[AppID 990501] Failed to build Run Process keys for processx"}),
+              dir.LogLines());
+    EXPECT_NE(std::string::npos, dir.Read("service_record.txt").find("install_count=6\n"));
+    const auto Record =
+        [](const std::string& strHead, const std::string& strName, int nIgnoreHasRunKey, int nSequence)
+    {
+        return strHead +
+               "\nhasrunkey=HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\990501\nrunkeyname=" +
+               strName + "\nminimumhasrunvalue=1\nignoreexitcode=0\nignorehasrunkey=" +
+               std::to_string(nIgnoreHasRunKey) +
+               "\nvalidexitcodes=1638\nsequence=" + std::to_string(nSequence) +
+               "\nenvironment/appid=990501\n";
+    };
+    const JobList_t vecExpected = {
+        {"upd",
+         "process=e.exe\ncommand=-u\ndescription=Say \"hi\" C:\\x\nhasrunkey=HKEY_LOCAL_MACHINE\\Software"
+         "\\Pellan\\Korvex\\Apps\\990501\nrunkeyname=upd\nminimumhasrunvalue=2\nignoreexitcode=1\n"
+         "ignorehasrunkey=7\nvalidexitcodes=3010\nsequence=0\nenvironment/appid=990501\n"},
+        {"redist 1", Record("process=" + dir.File("game\\vcredist\\x.exe") +
+                                "\ncommand=/q\ndescription=Microsoft VC Redistributable",
+                            "redist", 0, 1)},
+        {"redist 2", Record("process=MSIEXEC.exe\ncommand=/i \"C:\\p\\dotnet\\x.msi\" \"y\"\n"
+                            "description=Microsoft .NET Framework",
+                            "redist", 0, 2)},
+        // German is asked for: the German block's product name wins over the English text.
+        {"versioned",
+         Record("process=" + dir.File("game\\v.exe") + "\ncommand=\ndescription=Gr\xC3\xB6\xC3\x9F\x65",
+                "versioned", 0, 3)},
+        {"gone", Record("process=b.exe\ncommand=\ndescription=b.exe", "gone", 1, 4)},
+        {"broken y", Record("process=%NOSUCHVAR%\\d.exe\ncommand=\ndescription=d.exe", "broken", 0, 5)},
+    };
+    EXPECT_EQ(vecExpected, vecJobs);
+}
+
+// Whatever the records say, uninstall queues every program; a path beyond 32,767
+// characters and text that is not UTF-8 are handed on, not dropped.
+TEST(RunProcess, UninstallQueuesEveryProgramIgnoringItsRecord)
+{
+    CScratchDir dir;
+    CScratchAppKey appKey(990502);
+    RawSetDword(HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY, appKey.Key(), L"un", 1);
+    const std::string strLongPath = "C:" + std::string(40000, 'a');
+    JobList_t vecJobs;
+    EXPECT_EQ(0, RunWithStub(dir, 990502, 3,
+                             "\"compat_installscript\" { \"Run Process\" { \"in\" { \"process\" \"i.exe\" } }"
+                             " \"Run Process On Uninstall\" { \"un\" { \"process\" \"C:\\\\x\\\\DXSETUP.exe\""
+                             " \"process2\" \"u.exe\" } \"odd\" { \"process\" \"" +
+                                 strLongPath + "\" \"process 2\" \"x\xFF.exe\" } } }",
+                             &vecJobs));
+    ASSERT_EQ(4u, vecJobs.size());
+    const std::string rgstrNames[] = {"un", "un2", "odd", "odd 2"};
+    for (size_t iJob = 0; iJob < 4; ++iJob)
+    {
+        EXPECT_EQ(rgstrNames[iJob], vecJobs[iJob].first);
+        EXPECT_NE(std::string::npos,
+                  vecJobs[iJob].second.find("ignorehasrunkey=1\nvalidexitcodes=1638\nsequence=" +
+                                            std::to_string(iJob)));
+    }
+    // The table matches as written, so an upper-case DXSETUP.exe is only its file name.
+    EXPECT_NE(std::string::npos, vecJobs[0].second.find("description=DXSETUP.exe\n"));
+    // As much of the long path as the system's expansion keeps.
+    EXPECT_EQ(0u, vecJobs[2].second.find("process=" + strLongPath.substr(0, 32000)));
+    EXPECT_EQ(0u, vecJobs[3].second.find("process=x\xEF\xBF\xBD.exe\n"));
+}
+
+} // namespace
