@@ -53,11 +53,27 @@ CUtlString WideToUTF8(const wchar16* pwchWide)
     return strUTF8;
 }
 
+// The system's expansion takes at most 32,767 characters with the terminator; Wine answers
+// longer text with garbage instead of an error, so such text is refused up front.
+constexpr size_t k_cchMaxExpandSource = 32766;
+
+template <typename TChar>
+size_t SourceLength(const TChar* pSource)
+{
+    size_t cch = 0;
+    while (cch <= k_cchMaxExpandSource && pSource[cch])
+        ++cch;
+    return cch;
+}
+
 // The size query, then one fill of exactly that size: the first size is final.
 template <typename TChar, typename TExpand>
 CHeapArray<TChar> ExpandEnvironment(const TChar* pSource, TExpand pfnExpand)
 {
-    const DWORD cchNeeded = pfnExpand(pSource, nullptr, 0);
+    const bool bTooLong = SourceLength(pSource) > k_cchMaxExpandSource;
+    if (bTooLong)
+        SetLastError(ERROR_INVALID_PARAMETER);
+    const DWORD cchNeeded = bTooLong ? 0 : pfnExpand(pSource, nullptr, 0);
     if (cchNeeded < 1)
     {
         const int nError = (int)GetLastError();

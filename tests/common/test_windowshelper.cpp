@@ -32,6 +32,18 @@ TEST(ExpandEnvironment, ReplacesKnownNamesAndKeepsTheRest)
     EXPECT_STREQ("[plain] %NOSUCHVAR%", ExpandEnvironmentStringsMultiByte("[%ISE_TEST_VAR%] %NOSUCHVAR%"));
 }
 
+// Longer text is refused with the sizing-call message instead of reaching the system.
+TEST(ExpandEnvironment, TextBeyondTheSystemLimitFailsWithTheSizingMessage)
+{
+    const std::string strLongest(32766, 'x');
+    EXPECT_EQ(strLongest.size(), strlen(ExpandEnvironmentStringsMultiByte(strLongest.c_str())));
+    CSpewCapture capture;
+    const std::string strTooLong(32767, 'x');
+    EXPECT_STREQ("", ExpandEnvironmentStringsMultiByte(strTooLong.c_str()));
+    EXPECT_STREQ("", ExpandEnvironmentStringsUTF8(strTooLong.c_str()));
+    EXPECT_EQ(2, capture.CountFailedAssertions("string expansion failed (1) GLE 87"));
+}
+
 // version_de_en lists German, English; version_en_de English, German (product name
 // only), Japanese.
 TEST(VersionDescription, LastConsideredTranslationWins)
