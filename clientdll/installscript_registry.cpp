@@ -68,16 +68,9 @@ bool BIsDefaultValueName(const char* pszName)
     return V_stricmp(pszName, k_szDefaultValueName) == 0;
 }
 
-// The system expands at most this many characters, and some versions fall over on more;
-// longer text counts as a failed expansion.
-constexpr int k_cchExpandMax = 32767;
-
 // The expansion reports failure as "", which text that was not empty cannot expand to.
 bool BExpand(const char* pszText, bool bUTF8, CUtlString* pstrExpanded)
 {
-    const int cchText = bUTF8 ? V_UTF8ToUTF16(pszText, nullptr, 0) - 1 : (int)strlen(pszText);
-    if (cchText >= k_cchExpandMax)
-        return false;
     *pstrExpanded =
         bUTF8 ? ExpandEnvironmentStringsUTF8(pszText) : ExpandEnvironmentStringsMultiByte(pszText);
     return !pstrExpanded->IsEmpty() || !*pszText;
