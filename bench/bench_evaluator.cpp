@@ -1,7 +1,8 @@
 // The evaluator end to end under Wine: wall time from CreateProcess to exit for a job with
-// an empty script and for a realistic script whose entries have all run already, against
-// a program that does nothing, each started the way the platform starts the evaluator.
-// Runs are interleaved so that load on the machine falls on all three alike.
+// an empty script, for a realistic script whose entries have all run already and for a
+// first launch that does real work, against a program that does nothing, each started
+// the way the platform starts the evaluator. Runs are interleaved so that load on the
+// machine falls on all of them alike.
 //
 // bench_evaluator.exe [runs]   (default 25)
 
@@ -23,6 +24,7 @@ namespace
 namespace fs = std::filesystem;
 
 constexpr unsigned k_unAppID = 990901;
+constexpr unsigned k_unFirstRunAppID = 990902;
 
 // Every section of a typical install script, each entry with a has-run record in place.
 const char k_szRealisticScript[] = R"(
@@ -62,6 +64,45 @@ const std::pair<const wchar_t*, HKEY> k_rgHasRunRecords[] = {
 };
 
 const wchar_t k_wszAppKey[] = L"Software\\Pellan\\Korvex\\Apps\\990901";
+const wchar_t k_wszFirstRunAppKey[] = L"Software\\Pellan\\Korvex\\Apps\\990902";
+const wchar_t k_wszFirstRunValuesKey[] = L"Software\\Bench Studio\\First Run";
+
+constexpr int k_nFirstRunCopies = 20;
+constexpr size_t k_cubFirstRunCopy = 1 << 20;
+// Folders the redistributable table knows, so no version resource is looked for.
+const char* const k_rgpszFirstRunRedists[] = {"directx", "vcredist", "dotnet", "physx", "openal"};
+
+// A first launch: 50 registry values in five keys (language subkeys included), five
+// installers for the elevated service and 20 file copies of 1 MiB, nothing run before.
+std::string BuildFirstRunScript()
+{
+    std::string strScript = "\"Registry\" {";
+    for (int iKey = 0; iKey < 5; ++iKey)
+    {
+        strScript += " \"HKEY_LOCAL_MACHINE\\\\Software\\\\Bench Studio\\\\First Run\\\\Part" +
+                     std::to_string(iKey) + "\" { \"string\" {";
+        for (int i = 0; i < 6; ++i)
+            strScript +=
+                " \"Path" + std::to_string(i) + "\" \"%INSTALLDIR%\\\\data" + std::to_string(i) + "\"";
+        strScript += " \"english\" { \"Language\" \"English\" } } \"dword\" {";
+        for (int i = 0; i < 3; ++i)
+            strScript += " \"Flag" + std::to_string(i) + "\" \"" + std::to_string(i) + "\"";
+        strScript += " } }";
+    }
+    strScript += " } \"Run Process\" {";
+    for (const char* pszRedist : k_rgpszFirstRunRedists)
+        strScript += std::string(" \"") + pszRedist +
+                     "\" { \"process 1\" \"%INSTALLDIR%\\\\_CommonRedist\\\\" + pszRedist +
+                     "\\\\setup.exe\" \"command 1\" \"/quiet /norestart\" }";
+    strScript += " } \"Copy Files\" {";
+    for (int i = 0; i < k_nFirstRunCopies; ++i)
+    {
+        const std::string strFile = "file" + std::to_string(i) + ".bin";
+        strScript += " \"Payload" + std::to_string(i) + "\" { \"SrcFile\" \"%INSTALLDIR%\\\\payload\\\\" +
+                     strFile + "\" \"DstFile\" \"%INSTALLDIR%\\\\installed\\\\" + strFile + "\" }";
+    }
+    return strScript + " }";
+}
 
 void SetHasRunRecords()
 {
@@ -79,18 +120,18 @@ void SetHasRunRecords()
     }
 }
 
-void RemoveAppKeys()
+void RemoveKey(const wchar_t* pwszKey)
 {
     for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
     {
         for (REGSAM samView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
         {
             HKEY hKey = nullptr;
-            if (RegOpenKeyExW(hHive, k_wszAppKey, 0, KEY_ALL_ACCESS | samView, &hKey) != ERROR_SUCCESS)
+            if (RegOpenKeyExW(hHive, pwszKey, 0, KEY_ALL_ACCESS | samView, &hKey) != ERROR_SUCCESS)
                 continue;
             RegDeleteTreeW(hKey, nullptr);
             RegCloseKey(hKey);
-            RegDeleteKeyExW(hHive, k_wszAppKey, samView, 0);
+            RegDeleteKeyExW(hHive, pwszKey, samView, 0);
         }
     }
 }
@@ -117,12 +158,36 @@ std::string HostPathOf(const fs::path& path)
     return strHost;
 }
 
-void WriteJob(const fs::path& path, const std::string& strInstallPath, const std::string& strScript)
+void WriteJob(const fs::path& path, const std::string& strInstallPath, const std::string& strScript,
+              unsigned unAppID = k_unAppID)
 {
-    std::ofstream(path) << "\"job\" { \"0\" { \"appid\" \"" << k_unAppID
+    std::ofstream(path) << "\"job\" { \"0\" { \"appid\" \"" << unAppID
                         << "\" \"mode\" \"1\" \"install_path\" \"" << strInstallPath
                         << "\" \"language\" \"english\" \"korvexid\" \"76561197960287930\""
                         << " \"compat_installscript\" {" << strScript << "} } }";
+}
+
+// The first launch's payload, and the elevated service stood in for by the trivial exe,
+// which takes the hand-off and ends at once.
+void LayOutFirstRun(const fs::path& dir)
+{
+    fs::create_directories(dir / "game" / "payload");
+    const std::string strPayload(k_cubFirstRunCopy, 'x');
+    for (int i = 0; i < k_nFirstRunCopies; ++i)
+        std::ofstream(dir / "game" / "payload" / ("file" + std::to_string(i) + ".bin"), std::ios::binary)
+            << strPayload;
+    fs::create_directories(dir / "legacycompat");
+    fs::copy_file(DosPathOf(ISE_BENCH_TRIVIAL_EXE), dir / "legacycompat" / "KorvexService.exe",
+                  fs::copy_options::overwrite_existing);
+}
+
+// Back to before the first launch: no run-once records, no copies, no values.
+void ResetFirstRun(const fs::path& dir)
+{
+    RemoveKey(k_wszFirstRunAppKey);
+    RemoveKey(k_wszFirstRunValuesKey);
+    std::error_code error;
+    fs::remove_all(dir / "game" / "installed", error);
 }
 
 // Milliseconds from CreateProcess to the end of the process; negative when it failed.
@@ -165,7 +230,9 @@ int main(int argc, char** argv)
     const std::string strInstallPath = HostPathOf(dir / "game");
     WriteJob(dir / "empty.vdf", strInstallPath, "");
     WriteJob(dir / "realistic.vdf", strInstallPath, k_szRealisticScript);
+    WriteJob(dir / "firstrun.vdf", strInstallPath, BuildFirstRunScript(), k_unFirstRunAppID);
     SetHasRunRecords();
+    LayOutFirstRun(dir);
 
     const std::wstring wstrTrivial = DosPathOf(ISE_BENCH_TRIVIAL_EXE);
     const std::wstring wstrEvaluator = DosPathOf(ISE_BENCH_EVALUATOR_EXE);
@@ -174,16 +241,20 @@ int main(int argc, char** argv)
         const char* m_pszName;
         const std::wstring& m_wstrExe;
         const wchar_t* m_pwszArgs;
+        void (*m_pfnPrepare)(const fs::path& dir); // untimed, before each run; may be null
         std::vector<double> m_vecTimes;
-    } rgSubjects[] = {{"trivial exe", wstrTrivial, L"", {}},
-                      {"trivial exe asking for the known folders", wstrTrivial, L"folders", {}},
-                      {"evaluator, empty script", wstrEvaluator, L"empty.vdf", {}},
-                      {"evaluator, realistic script, all run", wstrEvaluator, L"realistic.vdf", {}}};
+    } rgSubjects[] = {{"trivial exe", wstrTrivial, L"", nullptr, {}},
+                      {"trivial exe asking for the known folders", wstrTrivial, L"folders", nullptr, {}},
+                      {"evaluator, empty script", wstrEvaluator, L"empty.vdf", nullptr, {}},
+                      {"evaluator, realistic script, all run", wstrEvaluator, L"realistic.vdf", nullptr, {}},
+                      {"evaluator, realistic first run", wstrEvaluator, L"firstrun.vdf", ResetFirstRun, {}}};
     bool bFailed = false;
     for (int iRun = -1; iRun < nRuns; ++iRun) // run -1 warms the caches and is not counted
     {
         for (auto& subject : rgSubjects)
         {
+            if (subject.m_pfnPrepare)
+                subject.m_pfnPrepare(dir);
             const double flMilliseconds = TimeRun(subject.m_wstrExe, subject.m_pwszArgs, dir);
             bFailed |= flMilliseconds < 0;
             if (iRun >= 0)
@@ -196,7 +267,8 @@ int main(int argc, char** argv)
     for (const auto& subject : rgSubjects)
         printf("%-40s %8.2f ms  %5.2fx\n", subject.m_pszName, Median(subject.m_vecTimes),
                Median(subject.m_vecTimes) / flBaseline);
-    RemoveAppKeys();
+    RemoveKey(k_wszAppKey);
+    ResetFirstRun(dir);
     std::error_code error;
     fs::remove_all(dir, error);
     if (bFailed)
