@@ -79,7 +79,7 @@ struct RunProcessJob_s
     uint32 m_unAppID;
 };
 
-// The record the service works from; keys in the order it has always listed them.
+// The record the service works from, its keys in the order the service lists them.
 KeyValues* NewRunProcessJobRecord(KeyValues* pkvEntry, const RunProcessJob_s& job)
 {
     KeyValues* pkvJob = new KeyValues(job.m_pszName);

@@ -119,23 +119,26 @@ TEST(RunProcess, LaunchQueuesWhatIsStillNeededInWalkOrder)
     EXPECT_EQ(vecExpected, vecJobs);
 }
 
-// Whatever the records say, uninstall queues every program; a path beyond 32,767
-// characters and text that is not UTF-8 are handed on, not dropped.
+// Whatever the records say, uninstall queues every program. Text that is not UTF-8 is
+// handed on; a path beyond what the system expands is refused rather than cut short.
 TEST(RunProcess, UninstallQueuesEveryProgramIgnoringItsRecord)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990502);
     RawSetDword(HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY, appKey.Key(), L"un", 1);
-    const std::string strLongPath = "C:" + std::string(40000, 'a');
     JobList_t vecJobs;
     EXPECT_EQ(0, RunWithStub(dir, 990502, 3,
                              "\"compat_installscript\" { \"Run Process\" { \"in\" { \"process\" \"i.exe\" } }"
                              " \"Run Process On Uninstall\" { \"un\" { \"process\" \"C:\\\\x\\\\DXSETUP.exe\""
                              " \"process2\" \"u.exe\" } \"odd\" { \"process\" \"" +
-                                 strLongPath + "\" \"process 2\" \"x\xFF.exe\" } } }",
+                                 std::string(32767, 'a') + "\" \"process 2\" \"" + std::string(32766, 'a') +
+                                 "\" \"process 3\" \"x\xFF.exe\" } } }",
                              &vecJobs));
+    EXPECT_EQ((std::vector<std::string>{"[Standalone] translated install path: " + dir.File("game"),
+                                        "[AppID 990502] Failed to build Run Process keys for process"}),
+              dir.LogLines());
     ASSERT_EQ(4u, vecJobs.size());
-    const std::string rgstrNames[] = {"un", "un2", "odd", "odd 2"};
+    const std::string rgstrNames[] = {"un", "un2", "odd 2", "odd 3"};
     for (size_t iJob = 0; iJob < 4; ++iJob)
     {
         EXPECT_EQ(rgstrNames[iJob], vecJobs[iJob].first);
@@ -145,8 +148,7 @@ TEST(RunProcess, UninstallQueuesEveryProgramIgnoringItsRecord)
     }
     // The table matches as written, so an upper-case DXSETUP.exe is only its file name.
     EXPECT_NE(std::string::npos, vecJobs[0].second.find("description=DXSETUP.exe\n"));
-    // As much of the long path as the system's expansion keeps.
-    EXPECT_EQ(0u, vecJobs[2].second.find("process=" + strLongPath.substr(0, 32000)));
+    EXPECT_EQ(0u, vecJobs[2].second.find("process=" + std::string(32766, 'a') + "\n"));
     EXPECT_EQ(0u, vecJobs[3].second.find("process=x\xEF\xBF\xBD.exe\n"));
 }
 
