@@ -13,6 +13,7 @@ static SpewRetval_t SilentSpew(SpewType_t, const char*)
 void FuzzSilenceSpew()
 {
     SpewOutputFunc(SilentSpew);
+    SetAssertsDisabled(true);
 }
 
 bool FuzzLoad(KeyValues* pkv, const uint8_t* pubData, size_t cubData, bool bEscapes,

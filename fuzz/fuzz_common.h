@@ -7,7 +7,7 @@
 #include "tier1/keyvalues.h"
 #include "tier1/keyvaluesparser.h"
 
-// Diagnostics of broken documents are expected by the thousand; they go nowhere.
+// Diagnostics and assertions of broken documents come by the thousand; they go nowhere.
 void FuzzSilenceSpew();
 
 // Reads the bytes into pkv with the escape flag given; true when no error was recorded.
