@@ -15,6 +15,24 @@
 namespace
 {
 
+// Key names keep the spelling they are first interned with, and the files this program
+// hands on must carry these spellings whatever a script wrote ("command", "hasrunkey"), so
+// they are interned before any job text is read.
+void InternHandedOnKeyNames()
+{
+    static const char* const k_rgpszNames[] = {"Process",        "Command",
+                                               "Description",    "HasRunKey",
+                                               "RunKeyName",     "MinimumHasRunValue",
+                                               "IgnoreExitCode", "IgnoreHasRunKey",
+                                               "ValidExitCodes", "Sequence",
+                                               "Environment",    "AppID",
+                                               "from",           "to",
+                                               "progress",       "current_step",
+                                               "step_count",     "current_step_description"};
+    for (const char* pszName : k_rgpszNames)
+        KeyValuesSystem()->GetSymbolForString(pszName, true);
+}
+
 KeyValues* NewWorkList(const char* pszName)
 {
     KeyValues* pkvList = new KeyValues(pszName);
@@ -67,6 +85,7 @@ CInstallScriptManagerWin32::CInstallScriptManagerWin32()
       m_pkvRunSymlinkAsAdminUser(NewWorkList("symlink")),
       m_pkvRunProcessAsCurrentUser(NewWorkList("Run Process")), m_unFlags(0)
 {
+    InternHandedOnKeyNames();
     ResetRunState();
 }
 

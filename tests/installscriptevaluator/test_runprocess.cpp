@@ -5,8 +5,6 @@
 
 #include <windows.h>
 
-#include <algorithm>
-
 #include "evaluatortestsupport.h"
 #include "regtestutil.h"
 #include "tier1/keyvalues.h"
@@ -14,16 +12,14 @@
 namespace
 {
 
-// A job record as "key=value" lines in file order, subkeys as "sub/key=value". Names are
-// lower-cased: the key-name table keeps whichever spelling a process met first.
+// A job record as "key=value" lines in file order, subkeys as "sub/key=value". Names keep
+// the spelling the evaluator wrote, whatever spelling the script used.
 std::string Flatten(KeyValues* pkv, const std::string& strPrefix = "")
 {
     std::string strText;
     for (KeyValues* pkvKey = pkv->GetFirstSubKey(); pkvKey; pkvKey = pkvKey->GetNextKey())
     {
-        std::string strName = strPrefix + pkvKey->GetName();
-        std::transform(strName.begin(), strName.end(), strName.begin(),
-                       [](char ch) { return (char)tolower(ch); });
+        const std::string strName = strPrefix + pkvKey->GetName();
         strText += pkvKey->GetDataType() == KeyValues::TYPE_NONE ? Flatten(pkvKey, strName + "/")
                                                                  : strName + "=" + pkvKey->GetString() + "\n";
     }
@@ -83,8 +79,9 @@ TEST(RunProcess, LaunchQueuesWhatIsStillNeededInWalkOrder)
         } })",
                              &vecJobs));
 
+    // The script's "process" is the record key "Process": one name, spelled as first interned.
     EXPECT_EQ((std::vector<std::string>{"[Standalone] translated install path: " + dir.File("game"),
-                                        "[AppID 990501] Failed to build Run Process keys for process",
+                                        "[AppID 990501] Failed to build Run Process keys for Process",
                                         "[AppID 990501] Failed to build Run Process keys for processx"}),
               dir.LogLines());
     EXPECT_NE(std::string::npos, dir.Read("service_record.txt").find("install_count=6\n"));
@@ -92,29 +89,29 @@ TEST(RunProcess, LaunchQueuesWhatIsStillNeededInWalkOrder)
         [](const std::string& strHead, const std::string& strName, int nIgnoreHasRunKey, int nSequence)
     {
         return strHead +
-               "\nhasrunkey=HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\990501\nrunkeyname=" +
-               strName + "\nminimumhasrunvalue=1\nignoreexitcode=0\nignorehasrunkey=" +
+               "\nHasRunKey=HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\990501\nRunKeyName=" +
+               strName + "\nMinimumHasRunValue=1\nIgnoreExitCode=0\nIgnoreHasRunKey=" +
                std::to_string(nIgnoreHasRunKey) +
-               "\nvalidexitcodes=1638\nsequence=" + std::to_string(nSequence) +
-               "\nenvironment/appid=990501\n";
+               "\nValidExitCodes=1638\nSequence=" + std::to_string(nSequence) +
+               "\nEnvironment/AppID=990501\n";
     };
     const JobList_t vecExpected = {
         {"upd",
-         "process=e.exe\ncommand=-u\ndescription=Say \"hi\" C:\\x\nhasrunkey=HKEY_LOCAL_MACHINE\\Software"
-         "\\Pellan\\Korvex\\Apps\\990501\nrunkeyname=upd\nminimumhasrunvalue=2\nignoreexitcode=1\n"
-         "ignorehasrunkey=7\nvalidexitcodes=3010\nsequence=0\nenvironment/appid=990501\n"},
-        {"redist 1", Record("process=" + dir.File("game\\vcredist\\x.exe") +
-                                "\ncommand=/q\ndescription=Microsoft VC Redistributable",
+         "Process=e.exe\nCommand=-u\nDescription=Say \"hi\" C:\\x\nHasRunKey=HKEY_LOCAL_MACHINE\\Software"
+         "\\Pellan\\Korvex\\Apps\\990501\nRunKeyName=upd\nMinimumHasRunValue=2\nIgnoreExitCode=1\n"
+         "IgnoreHasRunKey=7\nValidExitCodes=3010\nSequence=0\nEnvironment/AppID=990501\n"},
+        {"redist 1", Record("Process=" + dir.File("game\\vcredist\\x.exe") +
+                                "\nCommand=/q\nDescription=Microsoft VC Redistributable",
                             "redist", 0, 1)},
-        {"redist 2", Record("process=MSIEXEC.exe\ncommand=/i \"C:\\p\\dotnet\\x.msi\" \"y\"\n"
-                            "description=Microsoft .NET Framework",
+        {"redist 2", Record("Process=MSIEXEC.exe\nCommand=/i \"C:\\p\\dotnet\\x.msi\" \"y\"\n"
+                            "Description=Microsoft .NET Framework",
                             "redist", 0, 2)},
         // German is asked for: the German block's product name wins over the English text.
         {"versioned",
-         Record("process=" + dir.File("game\\v.exe") + "\ncommand=\ndescription=Gr\xC3\xB6\xC3\x9F\x65",
+         Record("Process=" + dir.File("game\\v.exe") + "\nCommand=\nDescription=Gr\xC3\xB6\xC3\x9F\x65",
                 "versioned", 0, 3)},
-        {"gone", Record("process=b.exe\ncommand=\ndescription=b.exe", "gone", 1, 4)},
-        {"broken y", Record("process=%NOSUCHVAR%\\d.exe\ncommand=\ndescription=d.exe", "broken", 0, 5)},
+        {"gone", Record("Process=b.exe\nCommand=\nDescription=b.exe", "gone", 1, 4)},
+        {"broken y", Record("Process=%NOSUCHVAR%\\d.exe\nCommand=\nDescription=d.exe", "broken", 0, 5)},
     };
     EXPECT_EQ(vecExpected, vecJobs);
 }
@@ -135,7 +132,7 @@ TEST(RunProcess, UninstallQueuesEveryProgramIgnoringItsRecord)
                                  "\" \"process 3\" \"x\xFF.exe\" } } }",
                              &vecJobs));
     EXPECT_EQ((std::vector<std::string>{"[Standalone] translated install path: " + dir.File("game"),
-                                        "[AppID 990502] Failed to build Run Process keys for process"}),
+                                        "[AppID 990502] Failed to build Run Process keys for Process"}),
               dir.LogLines());
     ASSERT_EQ(4u, vecJobs.size());
     const std::string rgstrNames[] = {"un", "un2", "odd 2", "odd 3"};
@@ -143,13 +140,13 @@ TEST(RunProcess, UninstallQueuesEveryProgramIgnoringItsRecord)
     {
         EXPECT_EQ(rgstrNames[iJob], vecJobs[iJob].first);
         EXPECT_NE(std::string::npos,
-                  vecJobs[iJob].second.find("ignorehasrunkey=1\nvalidexitcodes=1638\nsequence=" +
+                  vecJobs[iJob].second.find("IgnoreHasRunKey=1\nValidExitCodes=1638\nSequence=" +
                                             std::to_string(iJob)));
     }
     // The table matches as written, so an upper-case DXSETUP.exe is only its file name.
-    EXPECT_NE(std::string::npos, vecJobs[0].second.find("description=DXSETUP.exe\n"));
-    EXPECT_EQ(0u, vecJobs[2].second.find("process=" + std::string(32766, 'a') + "\n"));
-    EXPECT_EQ(0u, vecJobs[3].second.find("process=x\xEF\xBF\xBD.exe\n"));
+    EXPECT_NE(std::string::npos, vecJobs[0].second.find("Description=DXSETUP.exe\n"));
+    EXPECT_EQ(0u, vecJobs[2].second.find("Process=" + std::string(32766, 'a') + "\n"));
+    EXPECT_EQ(0u, vecJobs[3].second.find("Process=x\xEF\xBF\xBD.exe\n"));
 }
 
 } // namespace
