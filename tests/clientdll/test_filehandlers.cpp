@@ -1,6 +1,6 @@
-// The file-section handlers in-process, where their results can be seen: key pairing,
-// run-once records, the language reset, the result rule of "Create Folders", deletions of
-// protected files and the limits of the folder tree copy.
+// The file-section handlers in-process, where what the log and the files do not show can
+// be seen: the result rule of "Create Folders", the failures of "File Template" and the
+// limits of the folder tree copy.
 
 #include <gtest/gtest.h>
 
@@ -15,7 +15,6 @@
 #include "spewcapture.h"
 #include "testmanager.h"
 #include "tier1/keyvalues.h"
-#include "vstdlib/strtools.h"
 
 namespace
 {
@@ -28,11 +27,6 @@ public:
     CFileSections(uint32 unAppID, const std::string& strScript) : m_unAppID(unAppID), m_appKey(unAppID)
     {
         m_manager.QueueScript(unAppID, m_dir.Path(), strScript);
-        SetLanguage("english");
-    }
-    void SetLanguage(const char* pszLanguage)
-    {
-        V_strncpy(m_manager.m_szLanguage, pszLanguage, sizeof(m_manager.m_szLanguage));
     }
     KeyValues* Entry(const char* pszSection, const char* pszName)
     {
@@ -52,82 +46,6 @@ public:
     CScratchAppKey m_appKey;
     CTestManager m_manager;
 };
-
-TEST(FileHandlers, CopyFilesPairsKeysByNameRunsOnceAndCopiesAgainWhenTheLanguageChanges)
-{
-    CFileSections run(991701, R"("s" { "Copy Files" {
-        "pair" { "srcfile" "%INSTALLDIR%/a.txt" "DSTFILE" "%INSTALLDIR%/out/deep/a.txt"
-                 "xSrcFile1" "%INSTALLDIR%/b.txt" "DstFile1" "%INSTALLDIR%/out/b.txt"
-                 "SrcFile2" "%INSTALLDIR%/missing.txt" }
-        "orphan" { "SrcFile" "%INSTALLDIR%/a.txt" }
-        "tolerant" { "SrcFile" "%INSTALLDIR%/a.txt" "IgnoreExitCode" "1" }
-        "lang" { "ResetOnLanguageChange" "1" "SrcFile" "%INSTALLDIR%/a.txt" "DstFile" "%INSTALLDIR%/l.txt" } } })");
-    run.m_dir.Write("a.txt", "A");
-    run.m_dir.Write("b.txt", "B");
-    EXPECT_TRUE(run.m_manager.OnCopyFilesKey(run.Entry("Copy Files", "pair")));
-    EXPECT_FALSE(run.m_manager.OnCopyFilesKey(run.Entry("Copy Files", "orphan")));
-    EXPECT_TRUE(run.m_manager.OnCopyFilesKey(run.Entry("Copy Files", "tolerant")));
-    EXPECT_EQ("A", run.m_dir.Read("out\\deep\\a.txt"));
-    EXPECT_EQ("B", run.m_dir.Read("out\\b.txt"));
-    EXPECT_EQ(1u, run.HasRun(L"pair"));
-    EXPECT_FALSE(run.HasRun(L"orphan"));
-    EXPECT_EQ(1u, run.HasRun(L"tolerant"));
-
-    // A record holds an entry back; a language record that differs from the run's does not.
-    const struct
-    {
-        const char* m_pszLanguage;
-        const char* m_pszCopy;
-        const char* m_pszStoredLanguage;
-    } rgSteps[] = {{"english", "A", "english"}, {"ENGLISH", "edited", "english"}, {"german", "A", "german"}};
-    for (const auto& step : rgSteps)
-    {
-        SCOPED_TRACE(step.m_pszLanguage);
-        run.SetLanguage(step.m_pszLanguage);
-        run.m_dir.Write("out\\b.txt", "edited");
-        run.m_dir.Write("l.txt", "edited");
-        EXPECT_TRUE(run.m_manager.OnCopyFilesKey(run.Entry("Copy Files", "pair")));
-        EXPECT_TRUE(run.m_manager.OnCopyFilesKey(run.Entry("Copy Files", "lang")));
-        EXPECT_EQ("edited", run.m_dir.Read("out\\b.txt"));
-        EXPECT_EQ(step.m_pszCopy, run.m_dir.Read("l.txt"));
-        EXPECT_EQ(step.m_pszStoredLanguage,
-                  RawGetString(HKEY_CURRENT_USER, 0, run.m_appKey.Key(), L"lang_lang"));
-    }
-    const std::string strReset =
-        run.LogLine("OnCopyFilesKey lang: Languages do not match, resetting the HasRunCommand");
-    const std::string strFailed = run.LogLine("Failed to copy file \"" + run.m_dir.Path() + "/a.txt\"");
-    const std::vector<std::string> vecExpected = {strFailed, strFailed, strReset, strReset};
-    EXPECT_EQ(vecExpected, run.m_dir.LogLines());
-}
-
-TEST(FileHandlers, CopyFoldersLeavesDotNamesOutAndMakesNothingOfAnEmptyFolder)
-{
-    CFileSections run(991702, R"("s" { "Copy Folders" {
-        "trees" { "SrcFolder" "%INSTALLDIR%/src/" "DstFolder" "%INSTALLDIR%/dst"
-                  "SrcFolder_e" "%INSTALLDIR%/empty" "DstFolder_e" "%INSTALLDIR%/dst_e" }
-        "missing" { "SrcFolder" "%INSTALLDIR%/nothing" "DstFolder" "%INSTALLDIR%/dst_m" }
-        "orphan" { "SrcFolder" "%INSTALLDIR%/src" } } })");
-    for (const char* pszFolder : {"src", "src\\sub", "src\\sub\\none", "src\\.git", "empty"})
-        CreateDirectoryW(Widen(run.m_dir.File(pszFolder)).c_str(), nullptr);
-    for (const char* pszFile :
-         {"src\\a.txt", "src\\.hidden", "src\\sub\\b.txt", "src\\sub\\.c", "src\\.git\\d"})
-        run.m_dir.Write(pszFile, pszFile);
-    EXPECT_TRUE(run.m_manager.OnCopyFoldersKey(run.Entry("Copy Folders", "trees")));
-    EXPECT_FALSE(run.m_manager.OnCopyFoldersKey(run.Entry("Copy Folders", "missing")));
-    EXPECT_FALSE(run.m_manager.OnCopyFoldersKey(run.Entry("Copy Folders", "orphan")));
-
-    EXPECT_EQ("src\\a.txt", run.m_dir.Read("dst\\a.txt"));
-    EXPECT_EQ("src\\sub\\b.txt", run.m_dir.Read("dst\\sub\\b.txt"));
-    for (const char* pszAbsent :
-         {"dst\\.hidden", "dst\\sub\\.c", "dst\\.git", "dst\\sub\\none", "dst_e", "dst_m"})
-        EXPECT_FALSE(run.m_dir.Exists(pszAbsent)) << pszAbsent;
-    EXPECT_EQ(1u, run.HasRun(L"trees"));
-    EXPECT_FALSE(run.HasRun(L"missing"));
-    const std::vector<std::string> vecExpected = {
-        run.LogLine("Failed to copy folder \"" + run.m_dir.Path() + "/nothing\""),
-        run.LogLine("Failed to copy folder \"" + run.m_dir.Path() + "/src\"")};
-    EXPECT_EQ(vecExpected, run.m_dir.LogLines());
-}
 
 TEST(FileHandlers, TreeCopyStopsAtTheAnsiPathLimitWithoutRunningOutOfStack)
 {
@@ -186,30 +104,6 @@ TEST(FileHandlers, CreateFoldersSucceedsWithAnyOneFolderAndFailsWithoutOne)
         vecExpected.push_back(
             run.LogLine("Failed to create folder \"" + run.m_dir.Path() + "/f.txt/" + pszFolder + "\""));
     EXPECT_EQ(vecExpected, run.m_dir.LogLines());
-}
-
-TEST(FileHandlers, DeleteFilesClearsProtectionFirstAndPassesOverMissingFiles)
-{
-    CFileSections run(991704, R"("s" { "Delete Files" {
-        "clean" { "File1" "%INSTALLDIR%/ro.txt" "hiddenfile" "%INSTALLDIR%/hid.txt"
-                  "File3" "%INSTALLDIR%/missing.txt" "Other" "%INSTALLDIR%/keep.txt" }
-        "folder" { "FileDir" "%INSTALLDIR%/adir" } } })");
-    for (const char* pszFile : {"ro.txt", "hid.txt", "keep.txt"})
-        run.m_dir.Write(pszFile, "x");
-    SetFileAttributesW(Widen(run.m_dir.File("ro.txt")).c_str(), FILE_ATTRIBUTE_READONLY);
-    SetFileAttributesW(Widen(run.m_dir.File("hid.txt")).c_str(), FILE_ATTRIBUTE_HIDDEN);
-    CreateDirectoryW(Widen(run.m_dir.File("adir")).c_str(), nullptr);
-
-    EXPECT_TRUE(run.m_manager.OnDeleteFilesKey(run.Entry("Delete Files", "clean")));
-    EXPECT_FALSE(run.m_manager.OnDeleteFilesKey(run.Entry("Delete Files", "folder")));
-    EXPECT_FALSE(run.m_dir.Exists("ro.txt"));
-    EXPECT_FALSE(run.m_dir.Exists("hid.txt"));
-    EXPECT_TRUE(run.m_dir.Exists("keep.txt"));
-    EXPECT_EQ(1u, run.HasRun(L"clean"));
-    EXPECT_FALSE(run.HasRun(L"folder"));
-    EXPECT_EQ(
-        std::vector<std::string>{run.LogLine("Failed to delete file \"" + run.m_dir.Path() + "/adir\"")},
-        run.m_dir.LogLines());
 }
 
 TEST(FileHandlers, FileTemplateFailsWithoutATemplateOrBeyondTheExpansionBuffer)
