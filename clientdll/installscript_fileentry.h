@@ -1,7 +1,7 @@
 #pragma once
 // What the file-section handlers share: an entry's per-user run-once record, the test for
-// script paths, the pairing of keys by name ("SrcFile1" with "DstFile1")
-// and the judgement of an entry from its items.
+// script paths, the pairing of keys by name ("SrcFile1" with "DstFile1") and the judgement
+// of an entry from its items.
 
 #include "tier0/basetypes.h"
 #include "tier1/utlstring.h"
