@@ -1,5 +1,6 @@
 #include <cstring>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -24,28 +25,23 @@ struct ProbeRun_s
     }
 };
 
-// Starts the probe with the given arguments and reads its "key<TAB>value" lines.
+// Starts the probe with the given arguments and reads its "key<TAB>value" lines. Every run
+// also shows that a matched "-noassert" silences non-fatal assertions.
 ProbeRun_s RunProbe(const std::vector<std::string>& vecArgs)
 {
     const ChildRun_s child = RunSiblingProgram("tier0_cmdline_probe", vecArgs);
     EXPECT_TRUE(child.m_bStarted);
-    ProbeRun_s probe;
-    probe.m_nExitCode = child.m_nExitCode;
-    probe.m_strOutput = child.m_strOutput;
-    size_t iLine = 0;
-    while (iLine < child.m_strOutput.size())
+    ProbeRun_s probe{child.m_nExitCode, child.m_strOutput, {}};
+    std::istringstream output(child.m_strOutput);
+    for (std::string strLine; std::getline(output, strLine);)
     {
-        size_t iEnd = child.m_strOutput.find('\n', iLine);
-        if (iEnd == std::string::npos)
-            iEnd = child.m_strOutput.size();
-        std::string strLine = child.m_strOutput.substr(iLine, iEnd - iLine);
         if (!strLine.empty() && strLine.back() == '\r')
             strLine.pop_back();
         const size_t iTab = strLine.find('\t');
         if (iTab != std::string::npos)
             probe.m_mapAnswers[strLine.substr(0, iTab)] = strLine.substr(iTab + 1);
-        iLine = iEnd + 1;
     }
+    EXPECT_NE(probe.Answer("has:-noassert"), probe.Answer("assert_reported")) << vecArgs.size();
     return probe;
 }
 
@@ -72,69 +68,46 @@ TEST(CommandLineChild, NoArgumentsGiveCountOneAndNoSwitches)
     EXPECT_EQ(0, probe.m_nExitCode) << probe.m_strOutput;
     EXPECT_EQ("1", probe.Answer("argc"));
     EXPECT_EQ("1", probe.Answer("argv_terminated"));
-    EXPECT_EQ("0", probe.Answer("has:-noassert"));
-    EXPECT_EQ("0", probe.Answer("has:-chromeos"));
     EXPECT_EQ("0", probe.Answer("has:-name="));
     EXPECT_EQ("0", probe.Answer("chromeos"));
-    EXPECT_EQ("1", probe.Answer("assert_reported"));
 }
 
-TEST(CommandLineChild, NoAssertMatchesAnyCaseAndAValueButNotALongerName)
+TEST(CommandLineChild, SwitchesMatchAnyCaseAndAValueButNotALongerName)
 {
     const struct
     {
-        const char* m_pszArg;
-        bool m_bMatches;
+        std::vector<std::string> m_vecArgs;
+        const char* m_pszKey;
+        const char* m_pszExpected;
     } rgCases[] = {
-        {"-noassert", true},   {"-NoAssert", true}, {"-noassert=1", true},
-        {"-noassertx", false}, {"-noasser", false}, {"noassert", false},
+        {{"-other", "-NoAssert"}, "has:-noassert", "1"},
+        {{"-noassert=1"}, "has:-noassert", "1"},
+        {{"-noassertx"}, "has:-noassert", "0"},
+        {{"noassert"}, "has:-noassert", "0"},
+        {{"-NAME=x"}, "has:-name=", "1"},
+        {{"-name"}, "has:-name=", "0"},
+        {{"-namex=1"}, "has:-name=", "0"},
+        {{"-ChromeOS=yes"}, "chromeos", "1"},
+        {{"-chromeosx"}, "chromeos", "0"},
+        {{"---", "-noassert"}, "has:-noassert", "1"}, // only an exact "--" ends the search
     };
     for (const auto& testCase : rgCases)
-    {
-        const ProbeRun_s probe = RunProbe({"-other", testCase.m_pszArg});
-        EXPECT_EQ(testCase.m_bMatches ? "1" : "0", probe.Answer("has:-noassert")) << testCase.m_pszArg;
-        // A matched "-noassert" silences non-fatal assertions.
-        EXPECT_EQ(testCase.m_bMatches ? "0" : "1", probe.Answer("assert_reported")) << testCase.m_pszArg;
-    }
+        EXPECT_EQ(testCase.m_pszExpected, RunProbe(testCase.m_vecArgs).Answer(testCase.m_pszKey))
+            << testCase.m_vecArgs.back();
 }
 
-TEST(CommandLineChild, NameEndingInEqualsMatchesAnyValue)
-{
-    EXPECT_EQ("1", RunProbe({"-NAME=x"}).Answer("has:-name="));
-    EXPECT_EQ("1", RunProbe({"-name="}).Answer("has:-name="));
-    EXPECT_EQ("0", RunProbe({"-name"}).Answer("has:-name="));
-    EXPECT_EQ("0", RunProbe({"-namex=1"}).Answer("has:-name="));
-}
-
-TEST(CommandLineChild, NothingAfterDoubleDashIsASwitch)
-{
-    const ProbeRun_s probe = RunProbe({"-chromeos", "--", "-noassert"});
-    EXPECT_EQ("4", probe.Answer("argc"));
-    EXPECT_EQ("1", probe.Answer("chromeos"));
-    EXPECT_EQ("0", probe.Answer("has:-noassert"));
-    EXPECT_EQ("1", probe.Answer("assert_reported"));
-
-    // Only an argument that is exactly "--" stops the search.
-    EXPECT_EQ("1", RunProbe({"---", "-noassert"}).Answer("has:-noassert"));
-}
-
-TEST(CommandLineChild, ChromeOSSwitch)
-{
-    EXPECT_EQ("1", RunProbe({"-chromeos"}).Answer("chromeos"));
-    EXPECT_EQ("1", RunProbe({"-ChromeOS=yes"}).Answer("chromeos"));
-    EXPECT_EQ("0", RunProbe({"-chromeosx"}).Answer("chromeos"));
-}
-
-TEST(CommandLineChild, ArgumentsArriveAsUTF8)
+TEST(CommandLineChild, ArgumentsArriveAsUTF8AndNothingAfterDoubleDashIsASwitch)
 {
     const std::string strNonASCII = "-name=Gr\xC3\xBC\xC3\x9F"
                                     "e\xE2\x86\x92\xE6\x97\xA5\xE6\x9C\xAC";
-    const ProbeRun_s probe = RunProbe({strNonASCII, "two words", ""});
-    EXPECT_EQ("4", probe.Answer("argc"));
+    const ProbeRun_s probe = RunProbe({strNonASCII, "two words", "", "-chromeos", "--", "-noassert"});
+    EXPECT_EQ("7", probe.Answer("argc"));
     EXPECT_EQ(strNonASCII, probe.Answer("arg1"));
     EXPECT_EQ("two words", probe.Answer("arg2"));
     EXPECT_EQ("", probe.Answer("arg3"));
     EXPECT_EQ("1", probe.Answer("has:-name="));
+    EXPECT_EQ("1", probe.Answer("chromeos"));
+    EXPECT_EQ("0", probe.Answer("has:-noassert"));
 }
 
 TEST(CommandLineChild, FatalAssertionIgnoresNoAssert)
