@@ -282,15 +282,15 @@ bool CInstallScriptRegistry::CopyRegistryStrings(ERegKeyRoot eRoot, const char* 
     return bResult;
 }
 
-bool CInstallScriptRegistry::BDeleteLeafValues(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkvLeaves)
+bool CInstallScriptRegistry::BDeleteLeafValues(ERegKeyRoot eRoot, StringView svPath, KeyValues* pkvLeaves)
 {
     bool bResult = true;
     for (KeyValues* pkvLeaf = pkvLeaves->GetFirstValue(); pkvLeaf; pkvLeaf = pkvLeaf->GetNextValue())
     {
-        if (BDeleteRegistryValue(eRoot, pchPath, pkvLeaf->GetName()))
+        if (BDeleteRegistryValue(eRoot, svPath, pkvLeaf->GetName()))
             continue;
         InstallScriptLog("[AppID %u] Failed to delete value [%s\\%s] \"%s\"", m_unAppID,
-                         PchNameFromERegKeyRoot(eRoot), pchPath, pkvLeaf->GetName());
+                         PchNameFromERegKeyRoot(eRoot), svPath.Get(), pkvLeaf->GetName());
         bResult = false;
     }
     return bResult;

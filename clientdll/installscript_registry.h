@@ -33,7 +33,7 @@ public:
 
 private:
     bool BIsRunLanguage(const KeyValues* pkvSubKey) const;
-    bool BDeleteLeafValues(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkvLeaves);
+    bool BDeleteLeafValues(ERegKeyRoot eRoot, StringView svPath, KeyValues* pkvLeaves);
 
     uint32 m_unAppID;
     const char* m_pszLanguage;
