@@ -40,10 +40,10 @@ const char k_szRealisticScript[] = R"(
 "Run Process"
 {
     "DirectX" { "HasRunKey" "HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\990901"
-                "process 1" "%INSTALLDIR%\\_CommonRedist\\DirectX\\Jun2010\\DXSETUP.exe" "command 1" "/silent" }
-    "VC2019" { "process 1" "%INSTALLDIR%\\_CommonRedist\\vcredist\\2019\\VC_redist.x64.exe"
+                "process 1" "%INSTALLDIR%\\Redist\\DirectX\\Jun2010\\DXSETUP.exe" "command 1" "/silent" }
+    "VC2019" { "process 1" "%INSTALLDIR%\\Redist\\vcredist\\2019\\VC_redist.x64.exe"
                "command 1" "/install /quiet /norestart" "Description" "Microsoft Visual C++ 2019 Redistributable" }
-    "DotNet48" { "process 1" "%INSTALLDIR%\\_CommonRedist\\DotNet\\4.8\\ndp48-x86-x64-allos-enu.exe"
+    "DotNet48" { "process 1" "%INSTALLDIR%\\Redist\\DotNet\\4.8\\ndp48-x86-x64-allos-enu.exe"
                  "command 1" "/q /norestart" "MinimumHasRunValue" "1" }
 }
 "Run Process On Update" { "Patch" { "process 1" "%INSTALLDIR%\\patch.exe" "command 1" "-q" } }
@@ -92,7 +92,7 @@ std::string BuildFirstRunScript()
     strScript += " } \"Run Process\" {";
     for (const char* pszRedist : k_rgpszFirstRunRedists)
         strScript += std::string(" \"") + pszRedist +
-                     "\" { \"process 1\" \"%INSTALLDIR%\\\\_CommonRedist\\\\" + pszRedist +
+                     "\" { \"process 1\" \"%INSTALLDIR%\\\\Redist\\\\" + pszRedist +
                      "\\\\setup.exe\" \"command 1\" \"/quiet /norestart\" }";
     strScript += " } \"Copy Files\" {";
     for (int i = 0; i < k_nFirstRunCopies; ++i)
@@ -163,7 +163,7 @@ void WriteJob(const fs::path& path, const std::string& strInstallPath, const std
 {
     std::ofstream(path) << "\"job\" { \"0\" { \"appid\" \"" << unAppID
                         << "\" \"mode\" \"1\" \"install_path\" \"" << strInstallPath
-                        << "\" \"language\" \"english\" \"korvexid\" \"76561197960287930\""
+                        << "\" \"language\" \"english\" \"korvexid\" \"4711000042\""
                         << " \"compat_installscript\" {" << strScript << "} } }";
 }
 

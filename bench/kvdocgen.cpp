@@ -104,7 +104,7 @@ void WriteApplication(CDocWriter& doc, CDocRandom& rng, uint32_t unApp)
     doc.Open("Run Process");
     doc.Open("VCRedist " + Number(rng.Below(8)));
     doc.Value("HasRunKey", "HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\" + Number(unApp));
-    doc.Value("process 1", "%INSTALLDIR%\\_CommonRedist\\vcredist\\2015\\vc_redist.x64.exe");
+    doc.Value("process 1", "%INSTALLDIR%\\Redist\\vcredist\\2015\\vc_redist.x64.exe");
     doc.Value("command 1", "/q /norestart");
     doc.Value("NoCleanUp", "1");
     doc.Close();
