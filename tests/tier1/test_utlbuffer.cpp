@@ -27,74 +27,53 @@ std::vector<int> GrowthSteps(CUtlBuffer& buf, int nBytes)
     return vecSizes;
 }
 
-std::string Delimited(const char* pszText, CUtlCharConversion* pConv, int nMaxChars = 64)
+// What GetDelimitedString writes into an output of '#' (NULs shown as '@'), then "|" and
+// the text left to read.
+std::string Delimited(const char* pszText, CUtlCharConversion* pConv, int nMaxChars = 16)
 {
     CUtlBuffer buf(pszText, (int)strlen(pszText), CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
-    std::string strOut(64, '#');
+    std::string strOut(16, '#');
     buf.GetDelimitedString(pConv, &strOut[0], nMaxChars);
-    return strOut.c_str();
+    strOut.erase(strOut.find_last_not_of('#') + 1);
+    for (char& ch : strOut)
+        ch = ch ? ch : '@';
+    return strOut + "|" + (pszText + buf.TellGet());
 }
 
 } // namespace
 
-TEST(UtlBufferGrowth, GrowsByHalfFrom32)
+TEST(UtlBufferGrowth, StepsFollowTheGrowSize)
 {
-    CUtlBuffer buf;
-    EXPECT_EQ(GrowthSteps(buf, 163), (std::vector<int>{32, 48, 72, 108, 162, 243}));
+    CUtlBuffer bufByHalf;
+    CUtlBuffer bufText(0, 0, CUtlBuffer::TEXT_BUFFER);
+    CUtlBuffer bufSmall(0, 1);
+    CUtlBuffer bufByTens(10);
+    EXPECT_EQ((std::vector<int>{32, 48, 72, 108, 162, 243}), GrowthSteps(bufByHalf, 163));
+    EXPECT_EQ((std::vector<int>{32, 48}), GrowthSteps(bufText, 32));           // room for the NUL
+    EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 6, 9}), GrowthSteps(bufSmall, 7)); // at least one more
+    EXPECT_EQ((std::vector<int>{10, 20, 30, 40}), GrowthSteps(bufByTens, 31));
 }
 
-TEST(UtlBufferGrowth, TextModeKeepsRoomForTheNul)
-{
-    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    EXPECT_EQ(GrowthSteps(buf, 31), std::vector<int>{32});
-    buf.PutChar('x');
-    EXPECT_EQ(buf.Size(), 48);
-}
-
-TEST(UtlBufferGrowth, SmallCountsGrowByAtLeastOne)
-{
-    CUtlBuffer buf(0, 1);
-    EXPECT_EQ(GrowthSteps(buf, 7), (std::vector<int>{1, 2, 3, 4, 6, 9}));
-}
-
-TEST(UtlBufferGrowth, PositiveGrowSizeRoundsUpToItsMultiple)
-{
-    CUtlBuffer buf(10);
-    EXPECT_EQ(GrowthSteps(buf, 25), (std::vector<int>{10, 20, 30}));
-    EXPECT_TRUE(buf.EnsureCapacity(31));
-    EXPECT_EQ(buf.Size(), 40);
-}
-
-TEST(UtlBufferText, NulFollowsEveryPut)
+TEST(UtlBufferText, NulFollowsEveryPutAndPutSeek)
 {
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("ab");
     buf.PutChar('c');
     buf.Printf("%d", 42);
     buf.Put("xyz", 1);
-    EXPECT_STREQ(buf.String(), "abc42x");
-    EXPECT_EQ(buf.TellMaxPut(), 6);
-
-    std::string strLong(600, 'q');
+    EXPECT_STREQ("abc42x", buf.String());
+    const std::string strLong(600, 'q'); // Printf grows too
     buf.Printf("%s", strLong.c_str());
-    EXPECT_EQ(buf.String(), "abc42x" + strLong);
-}
+    EXPECT_EQ("abc42x" + strLong, buf.String());
 
-TEST(UtlBufferText, PutSeeksRewriteTheNul)
-{
-    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    buf.PutString("abcdef");
     buf.SeekPut(CUtlBuffer::SEEK_HEAD, 3);
-    EXPECT_STREQ(buf.String(), "abc");
-    EXPECT_EQ(buf.TellMaxPut(), 6); // the end of data stays where it was
-
+    EXPECT_STREQ("abc", buf.String());
+    EXPECT_EQ(606, buf.TellMaxPut()); // the end of data stays where it was
     buf.SeekPut(CUtlBuffer::SEEK_TAIL, 0);
-    EXPECT_EQ(buf.TellPut(), 6);
-    EXPECT_EQ(((const char*)buf.Base())[6], '\0');
-
+    EXPECT_EQ(606, buf.TellPut());
     buf.SeekPut(CUtlBuffer::SEEK_CURRENT, 4); // past the end: the gap reads as zeros
-    EXPECT_EQ(buf.TellMaxPut(), 10);
-    EXPECT_EQ(std::string((const char*)buf.Base() + 6, 5), std::string(5, '\0'));
+    EXPECT_EQ(610, buf.TellMaxPut());
+    EXPECT_EQ(std::string(5, '\0'), std::string((const char*)buf.Base() + 606, 5));
 }
 
 TEST(UtlBufferText, TabsOnlyAtLineStartsOfTextBuffers)
@@ -107,7 +86,7 @@ TEST(UtlBufferText, TabsOnlyAtLineStartsOfTextBuffers)
     buf.EnableTabs(false);
     buf.PutChar('\n');
     buf.PutChar('c');
-    EXPECT_STREQ(buf.String(), "a\n\t\tb\nc");
+    EXPECT_STREQ("a\n\t\tb\nc", buf.String());
 }
 
 TEST(UtlBufferSeek, EveryBadSeekIsReportedAndStillTaken)
@@ -116,120 +95,84 @@ TEST(UtlBufferSeek, EveryBadSeekIsReportedAndStillTaken)
     CSpewCapture capture;
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("hello");
+    buf.SeekGet(CUtlBuffer::SEEK_TAIL, 5);
+    EXPECT_EQ('h', buf.GetChar());
 
     buf.SeekGet(CUtlBuffer::SEEK_HEAD, -1);
-    EXPECT_EQ(capture.CountFailedAssertions("offset >= 0"), 1);
-    EXPECT_EQ(buf.TellGet(), -1);
-    EXPECT_EQ(buf.GetChar(), '\0');
-    EXPECT_EQ(buf.GetErrorBits(), CUtlBuffer::GET_OVERFLOW);
+    EXPECT_EQ(1, capture.CountFailedAssertions("offset >= 0"));
+    EXPECT_EQ(-1, buf.TellGet());
+    EXPECT_EQ('\0', buf.GetChar());
+    EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, buf.GetErrorBits());
 
     buf.SeekGet(CUtlBuffer::SEEK_HEAD, 2);
     buf.SeekGet(CUtlBuffer::SEEK_CURRENT, INT_MAX);
-    EXPECT_EQ(capture.CountFailedAssertions("offset >= -m_Get && offset <= INT_MAX-m_Get"), 1);
+    EXPECT_EQ(1, capture.CountFailedAssertions("offset >= -m_Get && offset <= INT_MAX-m_Get"));
     buf.SeekGet(CUtlBuffer::SEEK_TAIL, 6);
     buf.SeekGet(CUtlBuffer::SEEK_TAIL, INT_MIN);
-    EXPECT_EQ(capture.CountFailedAssertions(pszTail), 2);
+    EXPECT_EQ(2, capture.CountFailedAssertions(pszTail));
 
     buf.SeekPut(CUtlBuffer::SEEK_CURRENT, -6);
-    EXPECT_EQ(capture.CountFailedAssertions("offset >= -m_Put && offset <= INT_MAX-m_Put"), 1);
-    EXPECT_EQ(capture.CountFailedAssertions("m_Put >= 0"), 1);
-    EXPECT_EQ(buf.TellPut(), -1);
+    EXPECT_EQ(1, capture.CountFailedAssertions("offset >= -m_Put && offset <= INT_MAX-m_Put"));
+    EXPECT_EQ(1, capture.CountFailedAssertions("m_Put >= 0"));
+    EXPECT_EQ(-1, buf.TellPut());
     buf.PutChar('z'); // refused: nothing before the memory gets written
     EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::PUT_OVERFLOW);
-    EXPECT_STREQ(buf.String(), "hello");
-    EXPECT_EQ(capture.CountAsserts(), 6);
+    EXPECT_STREQ("hello", buf.String());
+    EXPECT_EQ(6, capture.CountAsserts());
 }
 
-TEST(UtlBufferSeek, TailByZeroIsTheEndOfData)
+TEST(UtlBufferExternal, FixedMemoryOverflowsGrowableMemoryIsCopiedThenGrown)
 {
-    CSpewCapture capture;
-    CUtlBuffer buf;
-    buf.Put("abcd", 4);
-    buf.SeekGet(CUtlBuffer::SEEK_TAIL, 0);
-    EXPECT_EQ(buf.TellGet(), 4);
-    buf.SeekGet(CUtlBuffer::SEEK_TAIL, 4);
-    EXPECT_EQ(buf.GetChar(), 'a');
-    EXPECT_EQ(capture.CountAsserts(), 0);
-}
+    char rgchFixed[8] = {};
+    CUtlBuffer bufFixed(rgchFixed, sizeof(rgchFixed), CUtlBuffer::TEXT_BUFFER);
+    bufFixed.PutString("1234567"); // seven characters and the NUL fill it
+    EXPECT_TRUE(bufFixed.IsValid());
+    bufFixed.PutChar('8');
+    EXPECT_EQ(CUtlBuffer::PUT_OVERFLOW, bufFixed.GetErrorBits());
+    EXPECT_EQ((void*)rgchFixed, bufFixed.Base());
+    EXPECT_STREQ("1234567", rgchFixed);
 
-TEST(UtlBufferExternal, FixedMemoryOverflowsInsteadOfGrowing)
-{
-    char rgchMemory[8] = {};
-    CUtlBuffer buf(rgchMemory, sizeof(rgchMemory), CUtlBuffer::TEXT_BUFFER);
-    buf.PutString("1234567"); // seven characters and the NUL fill it
-    EXPECT_TRUE(buf.IsValid());
-    buf.PutChar('8');
-    EXPECT_EQ(buf.GetErrorBits(), CUtlBuffer::PUT_OVERFLOW);
-    EXPECT_EQ(buf.Base(), (void*)rgchMemory);
-    EXPECT_STREQ(rgchMemory, "1234567");
-}
-
-TEST(UtlBufferExternal, GrowableMemoryIsCopiedThenGrown)
-{
-    char rgchMemory[8] = {};
-    CUtlBuffer buf(rgchMemory, sizeof(rgchMemory), CUtlBuffer::EXTERNAL_GROWABLE);
+    char rgchGrowable[8] = {};
+    CUtlBuffer buf(rgchGrowable, sizeof(rgchGrowable), CUtlBuffer::EXTERNAL_GROWABLE);
     buf.Put("12345678", 8);
-    EXPECT_EQ(buf.Base(), (void*)rgchMemory);
+    EXPECT_EQ((void*)rgchGrowable, buf.Base());
     buf.Put("9", 1);
-    EXPECT_NE(buf.Base(), (void*)rgchMemory);
-    EXPECT_EQ(buf.Size(), 12);
+    EXPECT_EQ(12, buf.Size());
     EXPECT_FALSE(buf.IsExternallyAllocated());
-    EXPECT_EQ(std::string((const char*)buf.Base(), 9), "123456789");
+    EXPECT_EQ("123456789", std::string((const char*)buf.Base(), 9));
 }
 
-TEST(UtlBufferExternal, ReadOnlyDataIsReadableButNotWritable)
-{
-    CUtlBuffer buf("abc", 3, CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
-    EXPECT_EQ(buf.TellMaxPut(), 3);
-    buf.PutChar('d');
-    EXPECT_EQ(buf.GetErrorBits(), CUtlBuffer::PUT_OVERFLOW);
-    buf.ClearErrorBits(CUtlBuffer::PUT_OVERFLOW);
-    EXPECT_EQ(buf.GetChar(), 'a');
-}
-
-TEST(UtlBufferRead, EndOfInputShowsInTheGetOverflowBit)
-{
-    CUtlBuffer buf("a \t\n\v\f\r", 7, CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
-    EXPECT_EQ(buf.GetChar(), 'a');
-    buf.EatWhiteSpace();
-    EXPECT_EQ(buf.TellGet(), 7);
-    EXPECT_EQ(buf.GetErrorBits(), CUtlBuffer::GET_OVERFLOW);
-    EXPECT_EQ(buf.GetChar(), '\0');
-}
-
-TEST(UtlBufferRead, WhiteSpaceIsNotSkippedInBinaryModeOrAfterAnError)
+// White space is skipped in text mode only, and not after an error; the end of input shows
+// in the get-overflow bit; peeks leave the error state alone.
+TEST(UtlBufferRead, WhiteSpaceCommentsAndTheEndOfInput)
 {
     CUtlBuffer bufBinary(" x", 2, CUtlBuffer::READ_ONLY);
     bufBinary.EatWhiteSpace();
-    EXPECT_EQ(bufBinary.TellGet(), 0);
+    EXPECT_EQ(0, bufBinary.TellGet());
+    char rgchReadOnly[] = " x";
+    CUtlBuffer bufFailed(rgchReadOnly, 2, CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
+    bufFailed.SeekPut(CUtlBuffer::SEEK_HEAD, 0);
+    bufFailed.PutChar('y'); // refused: read-only memory is never written
+    EXPECT_STREQ(" x", rgchReadOnly);
+    bufFailed.EatWhiteSpace();
+    EXPECT_EQ(0, bufFailed.TellGet());
 
-    CUtlBuffer bufText(" x", 2, CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
-    bufText.PutChar('y'); // refused: the put-overflow bit is set
-    bufText.EatWhiteSpace();
-    EXPECT_EQ(bufText.TellGet(), 0);
-}
-
-TEST(UtlBufferRead, CommentsRunThroughTheirNewline)
-{
-    const char szText[] = "// one\nx// two";
+    const char szText[] = "// one\nx// two\n\n \t\v\f\r";
     CUtlBuffer buf(szText, (int)strlen(szText), CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
     EXPECT_TRUE(buf.EatCPPComment());
     EXPECT_FALSE(buf.EatCPPComment());
-    EXPECT_EQ(buf.GetChar(), 'x');
+    EXPECT_EQ('x', buf.GetChar());
+    EXPECT_EQ(nullptr, buf.PeekGet(14, 0));
+    EXPECT_EQ((const char*)buf.Base() + 8, buf.PeekGet(13, 0));
     EXPECT_TRUE(buf.EatCPPComment());
-    EXPECT_EQ(buf.TellGet(), buf.TellMaxPut());
     EXPECT_TRUE(buf.IsValid());
+    buf.EatWhiteSpace();
+    EXPECT_EQ(buf.TellMaxPut(), buf.TellGet());
+    EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, buf.GetErrorBits());
+    EXPECT_EQ('\0', buf.GetChar());
 }
 
-TEST(UtlBufferRead, PeekGetLeavesTheErrorStateAlone)
-{
-    CUtlBuffer buf("abc", 3, CUtlBuffer::READ_ONLY);
-    EXPECT_EQ(buf.PeekGet(3, 0), buf.Base());
-    EXPECT_EQ(buf.PeekGet(3, 1), nullptr);
-    EXPECT_TRUE(buf.IsValid());
-}
-
-// A buffer whose read handler supplies more data on demand.
+// A buffer whose read handler supplies more data on demand, twice.
 class CRefillingBuffer : public CUtlBuffer
 {
 public:
@@ -252,87 +195,67 @@ private:
 TEST(UtlBufferRead, ReadHandlerIsAskedForMissingBytes)
 {
     CRefillingBuffer buf;
-    ASSERT_NE(buf.PeekGet(4, 2), nullptr);
-    EXPECT_EQ(buf.m_vecRequests, std::vector<int>{6});
+    ASSERT_NE(nullptr, buf.PeekGet(4, 2));
+    EXPECT_EQ(std::vector<int>{6}, buf.m_vecRequests);
     char szOut[16];
     buf.GetDelimitedString(GetCStringCharConversion(), szOut, sizeof(szOut));
-    EXPECT_STREQ(szOut, "more");
-    EXPECT_EQ(buf.GetChar(), '\0');
-    EXPECT_EQ(buf.GetErrorBits(), CUtlBuffer::GET_OVERFLOW);
+    EXPECT_STREQ("more", szOut);
+    EXPECT_EQ('\0', buf.GetChar());
+    EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, buf.GetErrorBits());
 }
 
-TEST(UtlBufferDelimited, EscapesOfTheCStringConversion)
+TEST(UtlBufferDelimited, EscapesCutsAndEndsOfBothConversions)
 {
-    CUtlCharConversion* pConv = GetCStringCharConversion();
-    EXPECT_EQ(Delimited("  \"plain\" tail", pConv), "plain");
-    EXPECT_EQ(Delimited("\"a\\nb\"", pConv), "a\nb");
-    EXPECT_EQ(Delimited("\"say \\\"hi\\\"\"", pConv), "say \"hi\"");
-    EXPECT_EQ(Delimited("\"\\t\\v\\b\\r\\f\\a\\\\\\?\\'\"", pConv), "\t\v\b\r\f\a\\?'");
-    EXPECT_EQ(Delimited("\"ab\\zcd\"", pConv), "ab"); // unknown escape: a NUL cuts the string
-    EXPECT_EQ(Delimited("\"no end", pConv), "no end");
-    EXPECT_EQ(Delimited("\"ab\\", pConv), "ab");
-    EXPECT_EQ(Delimited("unquoted", pConv), "");
-}
+    CUtlCharConversion* pEsc = GetCStringCharConversion();
+    CUtlCharConversion* pNoEsc = GetNoEscCharConversion();
+    const struct
+    {
+        CUtlCharConversion* m_pConv;
+        const char* m_pszText;
+        const char* m_pszExpected;
+    } rgCases[] = {
+        {pEsc, "  \"plain\" tail", "plain@| tail"},
+        {pEsc, "\"a\\nb\"", "a\nb@|"},
+        {pEsc, "\"say \\\"hi\\\"\"x", "say \"hi\"@|x"},
+        {pEsc, "\"\\t\\v\\b\\r\\f\\a\\\\\\?\\'\"", "\t\v\b\r\f\a\\?'@|"},
+        {pEsc, "\"ab\\zcd\"x", "ab@zcd@|x"}, // an unknown escape is a NUL and consumes nothing
+        {pEsc, "\"no end", "no end@|"},
+        {pEsc, "\"ab\\", "ab@@|"},
+        {pEsc, "unquoted", "@|unquoted"},
+        {pNoEsc, "\"a\\nb\"", "a\\nb@|"},
+        {pNoEsc, "\"a\\\"b\"", "a\\@|b\""},
+        {pNoEsc, "\"a\177b\"", "a@b@|"},
+        {nullptr, "  word \"x\"", "word@| \"x\""}, // the plain string read
+    };
+    for (const auto& testCase : rgCases)
+        EXPECT_EQ(testCase.m_pszExpected, Delimited(testCase.m_pszText, testCase.m_pConv))
+            << testCase.m_pszText;
+    EXPECT_EQ("abc@|x", Delimited("\"abcdef\"x", pEsc, 4)); // cut, but read to its end
 
-TEST(UtlBufferDelimited, UnknownEscapeConsumesNothing)
-{
-    const char szText[] = "\"ab\\zcd\"x";
-    CUtlBuffer buf(szText, (int)strlen(szText), CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
-    char szOut[8];
-    buf.GetDelimitedString(GetCStringCharConversion(), szOut, sizeof(szOut));
-    EXPECT_EQ(std::string(szOut, 6), std::string("ab\0zcd", 6));
-    EXPECT_EQ(buf.GetChar(), 'x');
-}
-
-TEST(UtlBufferDelimited, LongStringsAreCutButReadToTheirEnd)
-{
-    const char szText[] = "\"abcdef\"x";
-    CUtlBuffer buf(szText, (int)strlen(szText), CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
-    char szOut[8] = "#######";
-    buf.GetDelimitedString(GetCStringCharConversion(), szOut, 4);
-    EXPECT_STREQ(szOut, "abc");
-    EXPECT_EQ(szOut[4], '#');
-    EXPECT_EQ(buf.GetChar(), 'x');
-}
-
-TEST(UtlBufferDelimited, NoEscapeConversionOnlyTouchesDel)
-{
-    CUtlCharConversion* pConv = GetNoEscCharConversion();
-    EXPECT_EQ(Delimited("\"a\\nb\"", pConv), "a\\nb");
-    EXPECT_EQ(Delimited("\"a\\\"b\"", pConv), "a\\");
-    EXPECT_EQ(Delimited("\"a\x7F"
-                        "b\"",
-                        pConv),
-              "a");
-}
-
-TEST(UtlBufferDelimited, PlainStringReadWithoutTextModeOrConversion)
-{
     CUtlBuffer bufBinary("ab\0cd", 6, CUtlBuffer::READ_ONLY);
     char szOut[8];
-    bufBinary.GetDelimitedString(GetCStringCharConversion(), szOut, sizeof(szOut));
-    EXPECT_STREQ(szOut, "ab");
-    EXPECT_EQ(bufBinary.TellGet(), 3);
-
-    EXPECT_EQ(Delimited("  word \"x\"", nullptr), "word");
+    bufBinary.GetDelimitedString(pEsc, szOut, sizeof(szOut));
+    EXPECT_STREQ("ab", szOut);
+    EXPECT_EQ(3, bufBinary.TellGet());
 }
 
-TEST(UtlCharConversion, TablesOfTheTwoConversions)
+TEST(UtlCharConversion, EveryEscapeReadsBackAsItsCharacter)
 {
     CUtlCharConversion* pConv = GetCStringCharConversion();
-    const char* rgpszExpected[][2] = {{"\n", "\\n"}, {"\t", "\\t"}, {"\v", "\\v"}, {"\b", "\\b"},
-                                      {"\r", "\\r"}, {"\f", "\\f"}, {"\a", "\\a"}, {"\\", "\\\\"},
-                                      {"?", "\\?"},  {"'", "\\'"},  {"\"", "\\\""}};
-    for (auto& rgpsz : rgpszExpected)
-        EXPECT_STREQ(pConv->GetConversionString(rgpsz[0][0]), rgpsz[1]) << rgpsz[1];
-    EXPECT_EQ(pConv->GetConversionString('x'), nullptr);
-    EXPECT_EQ(pConv->MaxConversionLength(), 2);
-
-    CUtlCharConversion* pNoEsc = GetNoEscCharConversion();
-    EXPECT_EQ(pNoEsc->GetEscapeChar(), '\x7F');
-    EXPECT_STREQ(pNoEsc->GetConversionString('\x7F'), "");
-    EXPECT_EQ(pNoEsc->GetConversionString('\\'), nullptr);
-    EXPECT_STREQ(pNoEsc->GetDelimiter(), "\"");
+    int nConversions = 0;
+    for (int iChar = 1; iChar < 256; ++iChar)
+    {
+        const char* pszEscape = pConv->GetConversionString((char)iChar);
+        if (!pszEscape)
+            continue;
+        ++nConversions;
+        const std::string strQuoted = "\"" + std::string(pszEscape) + "\"";
+        EXPECT_EQ(std::string(1, (char)iChar) + "@|", Delimited(strQuoted.c_str(), pConv)) << pszEscape;
+    }
+    EXPECT_EQ(11, nConversions);
+    EXPECT_EQ(2, pConv->MaxConversionLength());
+    EXPECT_STREQ("", GetNoEscCharConversion()->GetConversionString('\x7F'));
+    EXPECT_EQ(nullptr, GetNoEscCharConversion()->GetConversionString('\\'));
 }
 
 TEST(UtlCharConversion, DoubleEntriesAndEmptyDelimitersAreReported)
@@ -340,11 +263,11 @@ TEST(UtlCharConversion, DoubleEntriesAndEmptyDelimitersAreReported)
     CSpewCapture capture;
     const CUtlCharConversion::ConversionArray_t rgTwice[] = {{'\n', "\\n"}, {'\n', "\\N"}};
     CUtlCStringConversion conv('\\', "", 2, rgTwice);
-    EXPECT_EQ(capture.CountFailedAssertions("info.m_pReplacementString == 0"), 1);
+    EXPECT_EQ(1, capture.CountFailedAssertions("info.m_pReplacementString == 0"));
 
     CUtlBuffer buf("\"x\"", 3, CUtlBuffer::TEXT_BUFFER | CUtlBuffer::READ_ONLY);
     char szOut[4];
     buf.GetDelimitedString(&conv, szOut, sizeof(szOut));
-    EXPECT_EQ(capture.CountFailedAssertions("pConv && pConv->GetDelimiterLength() > 0"), 1);
-    EXPECT_STREQ(szOut, "");
+    EXPECT_EQ(1, capture.CountFailedAssertions("pConv && pConv->GetDelimiterLength() > 0"));
+    EXPECT_STREQ("", szOut);
 }
