@@ -32,30 +32,25 @@ int FormatVia(CUtlString& str, const char* pszFormat, ...)
 
 } // namespace
 
-TEST(UtlString, NullAndEmptyAreTheEmptyString)
+TEST(UtlString, AppendsCopyBothPartsAndEmptyAdditionsChangeNothing)
 {
     CUtlString str(nullptr);
-    EXPECT_STREQ(str.Get(), "");
-    EXPECT_TRUE(str.IsEmpty());
+    EXPECT_STREQ("", str.Get());
     str = "abc";
     const char* pszBefore = str.Get();
     str.Append(nullptr);
     str.Append("", 0);
-    EXPECT_EQ(str.Get(), pszBefore); // nothing reallocated
-    str.SetValue(nullptr);
-    EXPECT_EQ(str.Length(), 0u);
-}
-
-TEST(UtlString, AppendCopiesBothPartsEvenFromItself)
-{
-    CUtlString str("abc");
+    EXPECT_EQ(pszBefore, str.Get()); // nothing reallocated
     str.Append(str.Get());
     str.Append("xyz", 2);
     EXPECT_EQ(str, "abcabcxy");
-    CUtlString strCopy(str);
-    CUtlString strMoved(static_cast<CUtlString&&>(strCopy));
-    EXPECT_EQ(strMoved, str);
-    EXPECT_TRUE(strCopy.IsEmpty());
+    char* pch = str.GetForModify(10); // keeps the old text and terminates
+    memcpy(pch + 8, "!!", 2);
+    EXPECT_EQ(str, "abcabcxy!!");
+    str.GetForModify(2);
+    CUtlString strMoved(static_cast<CUtlString&&>(str));
+    EXPECT_TRUE(str.IsEmpty());
+    EXPECT_EQ(strMoved, "ab");
 }
 
 TEST(UtlString, GrowingPastTheLimitIsReportedAndRefused)
@@ -64,132 +59,101 @@ TEST(UtlString, GrowingPastTheLimitIsReportedAndRefused)
     CUtlString str("ab");
     // The limit is checked before the source is read, so no 2 GiB is needed.
     str.Append("x", CUtlString::k_cchMaxString - 2);
-    EXPECT_EQ(str.GetForModify(CUtlString::k_cchMaxString), nullptr);
-    EXPECT_EQ(capture.CountFailedAssertions("Assertion failed: length > k_cchMaxString"), 2);
+    EXPECT_EQ(nullptr, str.GetForModify(CUtlString::k_cchMaxString));
+    EXPECT_EQ(2, capture.CountFailedAssertions("Assertion failed: length > k_cchMaxString"));
     EXPECT_EQ(str, "ab");
-}
-
-TEST(UtlString, GetForModifyKeepsTheOldTextAndTerminates)
-{
-    CUtlString str("hello");
-    char* pch = str.GetForModify(8);
-    EXPECT_EQ(std::string(pch, 5), "hello");
-    memcpy(pch + 5, "!!!", 3);
-    EXPECT_EQ(str, "hello!!!");
-    str.GetForModify(2);
-    EXPECT_EQ(str, "he");
 }
 
 TEST(UtlString, FormatReturnsTheLength)
 {
     CSpewCapture capture;
     CUtlString str("old");
-    EXPECT_EQ(str.Format("%s-%d", "x", 42), 4);
-    EXPECT_EQ(str.AppendFormat("%c", '!'), 1);
+    EXPECT_EQ(4, str.Format("%s-%d", "x", 42));
+    EXPECT_EQ(1, str.AppendFormat("%c", '!'));
     EXPECT_EQ(str, "x-42!");
-    EXPECT_EQ(capture.CountAsserts(), 0);
-
-    EXPECT_EQ(str.Format("%s", ""), 0);
-    EXPECT_EQ(capture.CountFailedAssertions("len > 0"), 1);
+    EXPECT_EQ(0, capture.CountAsserts());
+    EXPECT_EQ(0, str.Format("%s", ""));
+    EXPECT_EQ(1, capture.CountFailedAssertions("len > 0"));
 }
 
 TEST(UtlString, FailedFormatReturnsMinusOneAndKeepsTheText)
 {
-    // A wide character outside the C locale's character set cannot be formatted where the
+    // A wide character outside the C locale's character set fails to format where the
     // runtime reports encoding errors; some runtimes silently drop it instead.
     if (snprintf(nullptr, 0, "%ls", L"\u4e2d") >= 0)
         GTEST_SKIP() << "this C runtime formats every wide string";
     CUtlString str("keep");
-    EXPECT_EQ(FormatVia(str, "%ls", L"\u4e2d"), -1);
+    EXPECT_EQ(-1, FormatVia(str, "%ls", L"\u4e2d"));
     EXPECT_EQ(str, "keep");
 }
 
+// The 24th character moves the text to the heap with exactly the capacity asked for.
 TEST(UtlStringBuilder, TwentyThreeCharactersStayInline)
 {
     CUtlStringBuilder sb("12345678901234567890");
-    EXPECT_EQ(LastByte(sb), 3);
+    EXPECT_EQ(3, LastByte(sb));
     sb.Append("abc");
     EXPECT_FALSE(sb.IsHeap());
-    EXPECT_EQ(sb.Length(), 23u);
-    EXPECT_EQ(LastByte(sb), 0); // the spare count doubles as the terminator
-    EXPECT_STREQ(sb.String(), "12345678901234567890abc");
-}
-
-TEST(UtlStringBuilder, HeapCapacityIsExactlyWhatWasAskedFor)
-{
-    CUtlStringBuilder sb("12345678901234567890abc");
+    EXPECT_EQ(0, LastByte(sb)); // the spare count doubles as the terminator
+    EXPECT_STREQ("12345678901234567890abc", sb.String());
     sb.AppendChar('d');
     EXPECT_TRUE(sb.IsHeap());
-    EXPECT_EQ(LastByte(sb) & 0xC0, 0x80);
-    EXPECT_EQ(sb.Capacity(), 24u);
-    EXPECT_STREQ(sb.String(), "12345678901234567890abcd");
+    EXPECT_EQ(0x80, LastByte(sb) & 0xC0);
+    EXPECT_EQ(24u, sb.Capacity());
+    EXPECT_STREQ("12345678901234567890abcd", sb.String());
 
-    sb.Format("%030d", 7);
-    EXPECT_EQ(sb.Capacity(), 30u);
-    EXPECT_EQ(sb.Length(), 30u);
+    CUtlStringBuilder sbSelf("0123456789abcdefghij");
+    sbSelf.Append(sbSelf.String()); // the source moves with the text
+    EXPECT_STREQ("0123456789abcdefghij0123456789abcdefghij", sbSelf.String());
 }
 
-TEST(UtlStringBuilder, RequestNotBeyondTheKeptTextGetsSlack)
+TEST(UtlStringBuilder, RequestsWithinTheKeptTextGetSlackAndSmallOnesGoBackInline)
 {
+    CSpewCapture capture;
     CUtlStringBuilder sb("inline text");
     sb.InternalPrepareBuffer(40, true, 40);
-    EXPECT_EQ(sb.Capacity(), 40u + 20 + 32);
-    EXPECT_STREQ(sb.String(), "inline text");
+    EXPECT_EQ(40u + 20 + 32, sb.Capacity());
+    EXPECT_STREQ("inline text", sb.String());
+    sb.InternalPrepareBuffer(5, true, 10);
+    EXPECT_EQ(1, capture.CountFailedAssertions("nMinCapacity > Capacity()"));
+    EXPECT_FALSE(sb.IsHeap());
+    EXPECT_STREQ("inlin", sb.String());
 
     CUtlStringBuilder sbLarge;
     sbLarge.InternalPrepareBuffer(3000000, false, 3000000);
-    EXPECT_EQ(sbLarge.Capacity(), 4000000u); // the slack stops at 1,000,000
+    EXPECT_EQ(4000000u, sbLarge.Capacity()); // the slack stops at 1,000,000
 }
 
-TEST(UtlStringBuilder, SmallRequestMovesTheTextBackInline)
+TEST(UtlStringBuilder, FormatReplacesOrAppendsAndGivesTheLength)
 {
     CSpewCapture capture;
-    CUtlStringBuilder sb("a string that lives on the heap");
-    sb.InternalPrepareBuffer(5, true, 10);
-    EXPECT_EQ(capture.CountFailedAssertions("nMinCapacity > Capacity()"), 1);
-    EXPECT_FALSE(sb.IsHeap());
-    EXPECT_STREQ(sb.String(), "a str");
-}
-
-TEST(UtlStringBuilder, SelfAppendSurvivesTheMoveToTheHeap)
-{
-    CUtlStringBuilder sb("0123456789abcdefghij");
-    sb.Append(sb.String());
-    EXPECT_STREQ(sb.String(), "0123456789abcdefghij0123456789abcdefghij");
+    CUtlStringBuilder sb("old");
+    EXPECT_EQ(5u, sb.Format("%d", 12345));
+    EXPECT_EQ(9u, sb.AppendFormat("/%s", "six"));
+    EXPECT_STREQ("12345/six", sb.String());
+    EXPECT_EQ(0, capture.CountAsserts());
+    EXPECT_EQ(30u, sb.Format("%030d", 7));
+    EXPECT_EQ(30u, sb.Capacity());
+    EXPECT_EQ(0u, sb.Format("%s", ""));
+    EXPECT_EQ(1, capture.CountFailedAssertions("len > 0 || HasError()"));
 }
 
 TEST(UtlStringBuilder, ErrorStateIsStickyAndSilent)
 {
     CSpewCapture capture;
     CUtlStringBuilder sb("some text");
-    EXPECT_EQ(sb.InternalPrepareBuffer(0, false, 0x80000000u), nullptr);
-    EXPECT_EQ(capture.CountFailedAssertions("nMinCapacity <= k_nMaxStringSize"), 1);
-    EXPECT_EQ(capture.CountFailedAssertions("Error State on string being set."), 1);
-    EXPECT_EQ(LastByte(sb), 0xC0);
+    EXPECT_EQ(nullptr, sb.InternalPrepareBuffer(0, false, 0x80000000u));
+    EXPECT_EQ(1, capture.CountFailedAssertions("nMinCapacity <= k_nMaxStringSize"));
+    EXPECT_EQ(1, capture.CountFailedAssertions("Error State on string being set."));
+    EXPECT_EQ(0xC0, LastByte(sb));
 
-    int nReports = capture.CountAsserts();
+    const int nReports = capture.CountAsserts();
     sb.SetValue("ignored");
     sb.Append("ignored");
     sb.Clear();
-    EXPECT_EQ(sb.Format("%s", ""), 0u);
-    EXPECT_EQ(sb.AppendFormat("%d", 1), 0u);
-    EXPECT_TRUE(sb.HasError());
-    EXPECT_STREQ(sb.String(), "");
-    EXPECT_EQ(capture.CountAsserts(), nReports);
-
-    CUtlStringBuilder sbCopy(sb);
-    EXPECT_TRUE(sbCopy.HasError());
-}
-
-TEST(UtlStringBuilder, FormatReplacesOrAppends)
-{
-    CSpewCapture capture;
-    CUtlStringBuilder sb("old");
-    EXPECT_EQ(sb.Format("%d", 12345), 5u);
-    EXPECT_EQ(sb.AppendFormat("/%s", "six"), 9u);
-    EXPECT_STREQ(sb.String(), "12345/six");
-    EXPECT_EQ(capture.CountAsserts(), 0);
-
-    EXPECT_EQ(sb.Format("%s", ""), 0u);
-    EXPECT_EQ(capture.CountFailedAssertions("len > 0 || HasError()"), 1);
+    EXPECT_EQ(0u, sb.Format("%s", ""));
+    EXPECT_EQ(0u, sb.AppendFormat("%d", 1));
+    EXPECT_STREQ("", sb.String());
+    EXPECT_EQ(nReports, capture.CountAsserts());
+    EXPECT_TRUE(CUtlStringBuilder(sb).HasError());
 }
