@@ -32,14 +32,13 @@ TEST(RegistryNames, NineNamesAndAnAssertForOthers)
         EXPECT_EQ(std::string(rgpszNames[unHive - 1]) + " (force 64Bit)",
                   PchNameFromERegKeyRoot(Root(unHive | 32)));
     }
-    EXPECT_TRUE(capture.TextsOfType(SPEW_ASSERT).empty());
+    EXPECT_EQ(0, capture.CountAsserts());
     EXPECT_STREQ("Unknown", PchNameFromERegKeyRoot(Root(0)));
     EXPECT_STREQ("Unknown", PchNameFromERegKeyRoot(Root(49)));
-    ASSERT_EQ(2u, capture.TextsOfType(SPEW_ASSERT).size());
-    EXPECT_NE(std::string::npos,
-              capture.TextsOfType(SPEW_ASSERT)[1].find(
-                  "Missing String for ERegKeyRoot (49). If this comes from user data or could be "
-                  "valid, provide a default to avoid asserting."));
+    EXPECT_EQ(2, capture.CountAsserts());
+    EXPECT_EQ(
+        1, capture.CountAssertsContaining("Missing String for ERegKeyRoot (49). If this comes from user "
+                                          "data or could be valid, provide a default to avoid asserting."));
 }
 
 TEST(RegistryViews, FlagsPickTheViewUnknownHivesAreLocalMachine)
@@ -95,9 +94,8 @@ TEST(RegistryProductKey, ReadsTry32BitFirstThenRoot1)
     ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, scratch.Path(), L"only64", 64));
     ASSERT_TRUE(RawSetString(HKEY_LOCAL_MACHINE, k_sam32, plain.Path(), L"only32", L"a"));
 
-    std::string strUpper = scratch.Path();
-    for (char& ch : strUpper)
-        ch = (char)toupper((unsigned char)ch);
+    const std::string strUpper =
+        "SOFTWARE\\PELLAN\\KORVEX" + std::string(scratch.Path()).substr(sizeof(k_szProductRegKey) - 1);
     EXPECT_STREQ("from32", GetRegistryValueStr(k_eLM, strUpper.c_str(), "both"));
     EXPECT_STREQ("from64", GetRegistryValueStr(Root(33), scratch.Path(), "both"));
     EXPECT_EQ(64u, GetRegistryValueUint(k_eLM, scratch.Path(), "only64"));
@@ -121,7 +119,6 @@ TEST(RegistryValues, ReadersCheckTypeAndRoomStringsAreUTF16)
     EXPECT_TRUE(BGetRegistryValueStr(k_eCU, scratch.Path(), "s", szValue, 4));
     EXPECT_STREQ("abc", szValue);
     EXPECT_FALSE(BGetRegistryValueStr(k_eCU, scratch.Path(), "s", szValue, 3));
-    EXPECT_FALSE(BGetRegistryValueStr(k_eCU, scratch.Path(), "d", szValue, 4));
 
     unsigned int unValue = 7;
     EXPECT_FALSE(BGetRegistryValueUint(k_eCU, scratch.Path(), "b", &unValue));

@@ -23,18 +23,16 @@ std::string Parse(const std::string& strPath, bool bWantValueName = false, unsig
 
 TEST(RegistryParse, RootsAreWholeListedNamesInAnyCase)
 {
-    const std::pair<const char*, uint32> rgSpellings[] = {
-        {"HKEY_LOCAL_MACHINE", 1},
-        {"hklm", 1},
-        {"HKEY_CURRENT_USER", 2},
-        {"HkCu", 2},
-        {"hkey_classes_root", 3},
-        {"HKCR", 3},
-        {"HKEY_LOCAL_MACHINE_WOW64_32", 17},
-        {"HKLM32", 17},
-        {"hklm64", 33},
-        {"HKEY_LOCAL_MACHINE_WOW64_64", 33},
-    };
+    const std::pair<const char*, uint32> rgSpellings[] = {{"HKEY_LOCAL_MACHINE", 1},
+                                                          {"hklm", 1},
+                                                          {"HKEY_CURRENT_USER", 2},
+                                                          {"HkCu", 2},
+                                                          {"hkey_classes_root", 3},
+                                                          {"HKCR", 3},
+                                                          {"HKEY_LOCAL_MACHINE_WOW64_32", 17},
+                                                          {"HKLM32", 17},
+                                                          {"hklm64", 33},
+                                                          {"HKEY_LOCAL_MACHINE_WOW64_64", 33}};
     for (const auto& [pszRoot, unRoot] : rgSpellings)
         EXPECT_EQ(std::to_string(unRoot) + "|Software\\Foo|",
                   Parse(std::string(pszRoot) + "\\Software\\Foo"));
@@ -63,16 +61,13 @@ TEST(RegistryParse, ValueNamesAndCuts)
 
 TEST(RegistryParse, InstallScriptKeysDefaultToThe32BitView)
 {
-    const std::pair<const char*, uint32> rgCases[] = {
-        {"HKCU\\Software\\X", 18},
-        {"HKCR\\X", 19},
-        {"HKLM\\Software\\X", 17},
-        {"HKLM64\\Software\\X", 33},
-        {"HKLM32\\Software\\X", 17},
-        {"HKLM\\software\\pellan\\korvex\\Apps\\10", 1},
-        {"HKLM\\Software\\Pellan\\KorvexFoo", 17},
-        {"HKCU\\Software\\Pellan\\Korvex", 18},
-    };
+    const std::pair<const char*, uint32> rgCases[] = {{"HKCU\\Software\\X", 18},
+                                                      {"HKCR\\X", 19},
+                                                      {"HKLM\\Software\\X", 17},
+                                                      {"HKLM64\\Software\\X", 33},
+                                                      {"HKLM\\software\\pellan\\korvex\\Apps\\10", 1},
+                                                      {"HKLM\\Software\\Pellan\\KorvexFoo", 17},
+                                                      {"HKCU\\Software\\Pellan\\Korvex", 18}};
     ERegKeyRoot eRoot;
     CUtlString strKey;
     for (const auto& [pszPath, unRoot] : rgCases)
