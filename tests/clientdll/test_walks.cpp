@@ -6,7 +6,6 @@
 
 #include <set>
 #include <string>
-#include <vector>
 
 #include "clientdll/iinstallscriptsectionhandlers.h"
 #include "clientdll/installscript_walks.h"
@@ -15,6 +14,8 @@
 
 namespace
 {
+
+typedef bool (*PFNWalk)(IInstallScriptSectionHandlers&, KeyValues*);
 
 class CRecordingHandlers : public IInstallScriptSectionHandlers
 {
@@ -45,127 +46,84 @@ public:
         return Record("forget", pkv, bMachineWide);
     }
 
-    std::vector<std::string> m_vecCalls;
+    // "<call> <item name>[ <flag>], " per call.
+    std::string m_strCalls;
 
 private:
-    // "<call> <item name>[ <flag>]"; items named in the failing set fail.
     bool Record(const std::string& strCall, KeyValues* pkvItem, int nFlag = -1)
     {
-        m_vecCalls.push_back(strCall + " " + pkvItem->GetName() +
-                             (nFlag < 0 ? "" : " " + std::to_string(nFlag)));
+        m_strCalls +=
+            strCall + " " + pkvItem->GetName() + (nFlag < 0 ? "" : " " + std::to_string(nFlag)) + ", ";
         return m_setFailing.count(pkvItem->GetName()) == 0;
     }
 
     std::set<std::string> m_setFailing;
 };
 
+// Walks a script and answers the calls; the result must be as expected.
+std::string Walk(PFNWalk pfnWalk, const char* pszScript, std::set<std::string> setFailing, bool bResult)
+{
+    KeyValues* pkvScript = ParseKeyValues(pszScript);
+    CRecordingHandlers handlers(std::move(setFailing));
+    EXPECT_EQ(bResult, pfnWalk(handlers, pkvScript));
+    delete pkvScript;
+    return handlers.m_strCalls;
+}
+
 // Every section once, in an order unlike any walk's; plain values where entries are
 // walked and a group where values are must be passed over.
-const char k_szEverySection[] = R"(
-"script"
-{
-    "CompatibilityMode"         { "c" {} "plain" "x" }
-    "FirewallSubkeys"           { "fw" {} }
-    "Firewall"                  { "prog" "c:\\x.exe" }
-    "Delete Files"              { "df" {} }
-    "symlink"                   { "sl" {} }
-    "Create Folders"            { "cr" {} }
-    "Copy Files"                { "cf" {} }
-    "Copy Folders"              { "cd" {} }
-    "Run Process"               { "rp" {} "plain" "x" }
-    "Run Process On Update"     { "up" {} }
-    "Run Process On Uninstall"  { "un" {} }
-    "File Template"             { "ft" {} }
-    "Delete Files On Uninstall" { "%INSTALLDIR%\\a.txt" "x" "group" {} }
-    "Registry If Not Present"   { "HKCU\\Software\\B" {} }
-    "Registry"
-    {
-        "HKLM\\Software\\A" {}
-        "NOSUCHROOT\\Software\\C" {}
-        "HKLM" {}
-        "HKLM64\\Software\\D" {}
-        "HKLM\\Software\\Pellan\\Korvex\\E" {}
-    }
-}
-)";
+const char k_szEverySection[] = R"("script" {
+    "CompatibilityMode" { "c" {} "plain" "x" }  "FirewallSubkeys" { "fw" {} }  "Firewall" { "prog" "x" }
+    "Delete Files" { "df" {} }  "symlink" { "sl" {} }  "Create Folders" { "cr" {} }  "Copy Files" { "cf" {} }
+    "Copy Folders" { "cd" {} }  "Run Process" { "rp" {} "plain" "x" }  "Run Process On Update" { "up" {} }
+    "Run Process On Uninstall" { "un" {} }  "File Template" { "ft" {} }
+    "Delete Files On Uninstall" { "f" "x" "group" {} }  "Registry If Not Present" { "HKCU\\B" {} }
+    "Registry" { "HKLM\\A" {} "NOSUCHROOT\\C" {} "HKLM" {} "HKLM64\\D" {}
+                 "HKLM\\Software\\Pellan\\Korvex\\E" {} } })";
 
-const std::vector<std::string> k_vecCleanupCalls = {
-    "forget rp 1", "forget up 0", "forget ft 0", "forget cr 0", "forget cd 0",
-    "forget cf 0", "forget df 0", "forget c 0",  "forget fw 0", "forget Firewall 0",
-};
+const std::string k_strCleanupCalls =
+    "forget rp 1, forget up 0, forget ft 0, forget cr 0, forget cd 0, forget cf 0, "
+    "forget df 0, forget c 0, forget fw 0, forget Firewall 0, ";
 
-std::vector<std::string> Concat(std::vector<std::string> vecFirst, const std::vector<std::string>& vecSecond)
+// Each walk runs once with every handler succeeding and once with the named items failing,
+// which must fail the walk without leaving out any call.
+const struct
 {
-    vecFirst.insert(vecFirst.end(), vecSecond.begin(), vecSecond.end());
-    return vecFirst;
-}
-
-struct WalkCase_s
-{
-    const char* m_pszName;
-    bool (*m_pfnWalk)(IInstallScriptSectionHandlers&, KeyValues*);
-    const char* m_pszScript;
+    PFNWalk m_pfnWalk;
+    std::string m_strCalls;
     std::set<std::string> m_setFailing;
-    std::vector<std::string> m_vecCalls;
-    bool m_bResult;
-};
-
-const WalkCase_s k_rgWalkCases[] = {
-    {"launch",
-     BWalkLaunchSections,
-     k_szEverySection,
-     {},
-     {"apply 17 Software\\A HKLM\\Software\\A 1", "apply 33 Software\\D HKLM64\\Software\\D 1",
-      "apply 1 Software\\Pellan\\Korvex\\E HKLM\\Software\\Pellan\\Korvex\\E 1",
-      "apply 18 Software\\B HKCU\\Software\\B 0", "template ft", "run up 0", "run rp 1", "copyfolders cd",
-      "copyfiles cf", "createfolders cr", "symlink sl", "deletefiles df", "firewall Firewall", "firewall fw",
-      "compat c"},
-     true},
-    {"update", BWalkUpdateSections, k_szEverySection, {}, {"run up 0"}, true},
-    {"uninstall then cleanup",
-     BWalkUninstallSections,
-     k_szEverySection,
-     {},
-     Concat({"remove 17 Software\\A HKLM\\Software\\A", "remove 33 Software\\D HKLM64\\Software\\D",
-             "remove 1 Software\\Pellan\\Korvex\\E HKLM\\Software\\Pellan\\Korvex\\E",
-             "remove 18 Software\\B HKCU\\Software\\B", "uninstall %INSTALLDIR%\\a.txt", "run un 1",
-             "firewall Firewall", "firewall fw", "compat c"},
-            k_vecCleanupCalls),
-     true},
-    {"cleanup", BWalkCleanupSections, k_szEverySection, {}, k_vecCleanupCalls, true},
-    {"a failing registry entry does not stop the launch walk",
-     BWalkLaunchSections,
-     R"("s" { "Registry" { "HKLM\\Software\\A" {} } "CompatibilityMode" { "c" {} } })",
-     {"HKLM\\Software\\A"},
-     {"apply 17 Software\\A HKLM\\Software\\A 1", "compat c"},
-     false},
-    {"failing handlers and forgets fail the uninstall walk, which still runs every step",
-     BWalkUninstallSections,
-     R"("s" { "Run Process On Uninstall" { "un" {} } "Run Process" { "rp" {} "rp2" {} } "Firewall" { "p" "x" } })",
-     {"un", "rp"},
-     {"run un 1", "firewall Firewall", "forget rp 1", "forget rp2 1", "forget Firewall 0"},
-     false},
-    {"NoCleanUp keeps entries and the firewall section",
-     BWalkCleanupSections,
-     R"("s" { "Run Process" { "keep" { "NoCleanUp" "1" } "drop" { "NoCleanUp" "0" } }
-              "Firewall" { "NoCleanUp" "1" } })",
-     {},
-     {"forget drop 1"},
-     true},
-    {"an empty script", BWalkLaunchSections, R"("s" {})", {}, {}, true},
+} k_rgWalkCases[] = {
+    {BWalkLaunchSections,
+     "apply 17 A HKLM\\A 1, apply 33 D HKLM64\\D 1, apply 1 Software\\Pellan\\Korvex\\E "
+     "HKLM\\Software\\Pellan\\Korvex\\E 1, apply 18 B HKCU\\B 0, template ft, run up 0, run rp 1, "
+     "copyfolders cd, copyfiles cf, createfolders cr, symlink sl, deletefiles df, firewall Firewall, "
+     "firewall fw, compat c, ",
+     {"HKLM\\A"}},
+    {BWalkUpdateSections, "run up 0, ", {"up"}},
+    // The failure lies in the cleanup walk, which the uninstall walk ANDs in.
+    {BWalkUninstallSections,
+     "remove 17 A HKLM\\A, remove 33 D HKLM64\\D, remove 1 Software\\Pellan\\Korvex\\E "
+     "HKLM\\Software\\Pellan\\Korvex\\E, remove 18 B HKCU\\B, uninstall f, run un 1, "
+     "firewall Firewall, firewall fw, compat c, " +
+         k_strCleanupCalls,
+     {"cr"}},
+    {BWalkCleanupSections, k_strCleanupCalls, {"rp"}},
 };
 
 TEST(InstallScriptWalks, OrderAndResultPerMode)
 {
-    for (const WalkCase_s& walkCase : k_rgWalkCases)
+    for (const auto& walkCase : k_rgWalkCases)
     {
-        SCOPED_TRACE(walkCase.m_pszName);
-        KeyValues* pkvScript = ParseKeyValues(walkCase.m_pszScript);
-        CRecordingHandlers handlers(walkCase.m_setFailing);
-        EXPECT_EQ(walkCase.m_bResult, walkCase.m_pfnWalk(handlers, pkvScript));
-        EXPECT_EQ(walkCase.m_vecCalls, handlers.m_vecCalls);
-        delete pkvScript;
+        SCOPED_TRACE(walkCase.m_strCalls);
+        EXPECT_EQ(walkCase.m_strCalls, Walk(walkCase.m_pfnWalk, k_szEverySection, {}, true));
+        EXPECT_EQ(walkCase.m_strCalls,
+                  Walk(walkCase.m_pfnWalk, k_szEverySection, walkCase.m_setFailing, false));
+        EXPECT_EQ("", Walk(walkCase.m_pfnWalk, R"("s" {})", {}, true));
     }
+    // "NoCleanUp" keeps an entry, and the "Firewall" section alike.
+    EXPECT_EQ("forget drop 1, ", Walk(BWalkCleanupSections, R"("s" { "Firewall" { "NoCleanUp" "1" }
+        "Run Process" { "keep" { "NoCleanUp" "1" } "drop" { "NoCleanUp" "0" } } })",
+                                      {}, true));
 }
 
 } // namespace
