@@ -30,7 +30,9 @@ std::string SpewedText(SpewType_t eType, const char* pszFile, const std::string&
     return capture.Records().size() == 1 ? capture.Records()[0].m_strText : "<not one record>";
 }
 
-TEST(SpewPrefix, AssertFileNameIsCutToTheFirstSrcComponent)
+// An assert's file name starts at its first "src" component; the text is cut at 5,018 bytes,
+// the prefix included.
+TEST(SpewText, AssertPrefixAndLength)
 {
     const char* const rgpszCases[][2] = {
         {"C:\\tree\\src\\tier1\\x", "src\\tier1\\x"},
@@ -42,10 +44,7 @@ TEST(SpewPrefix, AssertFileNameIsCutToTheFirstSrcComponent)
     };
     for (const auto& rgpszCase : rgpszCases)
         EXPECT_EQ(std::string(rgpszCase[1]) + " (7) : t", SpewedText(SPEW_ASSERT, rgpszCase[0], "t"));
-}
 
-TEST(SpewLength, TextIsCutAt5018BytesPrefixIncluded)
-{
     EXPECT_EQ(std::string(5018, 'a'), SpewedText(SPEW_MESSAGE, nullptr, std::string(5018, 'a')));
     EXPECT_EQ(std::string(5018, 'a'), SpewedText(SPEW_MESSAGE, nullptr, std::string(5019, 'a')));
     EXPECT_EQ("f.cpp (7) : " + std::string(5018 - 12, 'b'),
