@@ -71,26 +71,16 @@ TEST(VersionDescription, LastConsideredTranslationWins)
     EXPECT_STREQ("", strDescription);
 }
 
-class RegistryStringTest : public testing::Test
+// Reads: the text if it fits, else 234; wrong types 13; strings beyond 999,999 characters
+// 14. Writes: UTF-16 with its terminator.
+TEST(RegistryStrings, ErrorCodesAndUTF16Storage)
 {
-protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(RawCreateKey(HKEY_CURRENT_USER, 0, m_scratch.Path()));
-        RegOpenKeyExA(HKEY_CURRENT_USER, m_scratch.Path(), 0, KEY_ALL_ACCESS, &m_hKey);
-    }
-    void TearDown() override { RegCloseKey(m_hKey); }
-    void Set(const wchar_t* pwszName, DWORD dwType, const void* pvData, DWORD cbData)
-    {
-        ASSERT_TRUE(RawSetValue(HKEY_CURRENT_USER, 0, m_scratch.Path(), pwszName, dwType, pvData, cbData));
-    }
-
-    CScratchRegKey m_scratch{"Software"};
-    HKEY m_hKey = nullptr;
-};
-
-TEST_F(RegistryStringTest, ReadsFitOr234WrongTypes13HugeStrings14)
-{
+    CScratchRegKey scratch("Software");
+    HKEY hKey = nullptr;
+    ASSERT_EQ(0, RegCreateKeyExA(HKEY_CURRENT_USER, scratch.Path(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                 &hKey, nullptr));
+    const auto Set = [&](const wchar_t* pwszName, DWORD dwType, const void* pvData, DWORD cbData)
+    { ASSERT_EQ(0, RegSetValueExW(hKey, pwszName, 0, dwType, static_cast<const BYTE*>(pvData), cbData)); };
     const DWORD dwValue = 1;
     const std::wstring wstrLongest(999998, L'w');
     const std::wstring wstrHuge(999999, L'w');
@@ -98,46 +88,42 @@ TEST_F(RegistryStringTest, ReadsFitOr234WrongTypes13HugeStrings14)
     Set(L"", REG_EXPAND_SZ, L"%d%", 8);
     Set(L"d", REG_DWORD, &dwValue, sizeof(dwValue));
     Set(L"b", REG_BINARY, L"ab", 6);
-    // 1,999,998 bytes (999,999 characters with the terminator) is the most.
     Set(L"longest", REG_SZ, wstrLongest.c_str(), 1999998);
     Set(L"huge", REG_SZ, wstrHuge.c_str(), 2000000);
 
     char szValue[8] = "";
-    EXPECT_EQ(0, RegQueryValueUTF8(m_hKey, "s", szValue, 4));
+    EXPECT_EQ(0, RegQueryValueUTF8(hKey, "s", szValue, 4));
     EXPECT_STREQ("abc", szValue);
-    EXPECT_EQ(ERROR_MORE_DATA, RegQueryValueUTF8(m_hKey, "s", szValue, 3));
-    EXPECT_EQ(0, RegQueryValueUTF8(m_hKey, nullptr, szValue, sizeof(szValue)));
+    EXPECT_EQ(ERROR_MORE_DATA, RegQueryValueUTF8(hKey, "s", szValue, 3));
+    EXPECT_EQ(0, RegQueryValueUTF8(hKey, nullptr, szValue, sizeof(szValue)));
     EXPECT_STREQ("%d%", szValue);
-    EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegQueryValueUTF8(m_hKey, "missing", szValue, sizeof(szValue)));
-    EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, RegQueryValueUTF8(m_hKey, "s", szValue, 0x80000000u));
-    EXPECT_EQ(ERROR_INVALID_DATA, RegQueryValueUTF8(m_hKey, "d", szValue, sizeof(szValue)));
-    EXPECT_EQ(ERROR_OUTOFMEMORY, RegQueryValueUTF8(m_hKey, "huge", szValue, sizeof(szValue)));
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, RegQueryValueUTF8(hKey, "missing", szValue, sizeof(szValue)));
+    EXPECT_EQ(ERROR_NOT_ENOUGH_MEMORY, RegQueryValueUTF8(hKey, "s", szValue, 0x80000000u));
+    EXPECT_EQ(ERROR_INVALID_DATA, RegQueryValueUTF8(hKey, "d", szValue, sizeof(szValue)));
+    EXPECT_EQ(ERROR_OUTOFMEMORY, RegQueryValueUTF8(hKey, "huge", szValue, sizeof(szValue)));
 
     CUtlString strValue;
-    EXPECT_EQ(ERROR_INVALID_DATA, RegQueryValueUTF8String(m_hKey, "b", &strValue));
-    EXPECT_EQ(ERROR_OUTOFMEMORY, RegQueryValueUTF8String(m_hKey, "huge", &strValue));
-    EXPECT_EQ(0, RegQueryValueUTF8String(m_hKey, "longest", &strValue));
+    EXPECT_EQ(ERROR_INVALID_DATA, RegQueryValueUTF8String(hKey, "b", &strValue));
+    EXPECT_EQ(ERROR_OUTOFMEMORY, RegQueryValueUTF8String(hKey, "huge", &strValue));
+    EXPECT_EQ(0, RegQueryValueUTF8String(hKey, "longest", &strValue));
     EXPECT_EQ(999998u, strValue.Length());
     CSpewCapture capture;
-    EXPECT_EQ(ERROR_INVALID_PARAMETER, RegQueryValueUTF8String(m_hKey, "s", nullptr));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, RegQueryValueUTF8String(hKey, "s", nullptr));
     EXPECT_EQ(1, capture.CountAsserts());
-}
 
-TEST_F(RegistryStringTest, WritesUTF16WithItsTerminator)
-{
     const char* pszText = "\xC3\x84rger \xF0\x9F\x98\x80";
-    EXPECT_EQ(0, RegSetValueUTF8(m_hKey, "s", pszText));
+    EXPECT_EQ(0, RegSetValueUTF8(hKey, "s", pszText));
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(L"\u00c4rger \U0001F600"), 18),
-              RawGetValue(HKEY_CURRENT_USER, 0, m_scratch.Path(), L"s")->m_strBytes);
-    CUtlString strValue;
-    EXPECT_EQ(0, RegQueryValueUTF8String(m_hKey, "s", &strValue));
+              RawGetValue(HKEY_CURRENT_USER, 0, scratch.Path(), L"s")->m_strBytes);
+    EXPECT_EQ(0, RegQueryValueUTF8String(hKey, "s", &strValue));
     EXPECT_STREQ(pszText, strValue);
 
-    EXPECT_EQ(0, RegSetValueUTF8(m_hKey, nullptr, nullptr));
-    EXPECT_EQ(std::string(2, '\0'), RawGetValue(HKEY_CURRENT_USER, 0, m_scratch.Path(), L"")->m_strBytes);
+    EXPECT_EQ(0, RegSetValueUTF8(hKey, nullptr, nullptr));
+    EXPECT_EQ(std::string(2, '\0'), RawGetValue(HKEY_CURRENT_USER, 0, scratch.Path(), L"")->m_strBytes);
     // The name has room for 511 characters and its terminator.
-    EXPECT_EQ(0, RegSetValueUTF8(m_hKey, std::string(511, 'n').c_str(), "x"));
-    EXPECT_EQ(ERROR_INVALID_PARAMETER, RegSetValueUTF8(m_hKey, std::string(512, 'n').c_str(), "x"));
+    EXPECT_EQ(0, RegSetValueUTF8(hKey, std::string(511, 'n').c_str(), "x"));
+    EXPECT_EQ(ERROR_INVALID_PARAMETER, RegSetValueUTF8(hKey, std::string(512, 'n').c_str(), "x"));
+    RegCloseKey(hKey);
 }
 
 // The Layers key must exist already: it is never created.
