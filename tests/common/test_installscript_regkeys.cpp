@@ -82,24 +82,6 @@ TEST(HasRun, ThresholdsRiseButNeverFall)
     EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"text"));
 }
 
-TEST(HasRun, PathsThatDoNotParseAreNeverRunAndNeverWritten)
-{
-    CScratchRegKey scratch("Software");
-    const std::string strUnknownRoot = "HKU\\" + std::string(scratch.Path());
-    for (const char* pszPath : {"", "HKEY_CURRENT_USER", strUnknownRoot.c_str(), "Software\\Pellan\\Korvex"})
-    {
-        SCOPED_TRACE(pszPath);
-        EXPECT_FALSE(BHasRun(pszPath, "entry", 0));
-        SetHasRun(pszPath, "entry", 1);
-    }
-    // An unknown root must not fall through to some hive.
-    for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
-    {
-        for (REGSAM samView : {k_sam32, k_sam64})
-            EXPECT_EQ(-1, RawCountEntries(hHive, samView, scratch.Path()));
-    }
-}
-
 TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
 {
     CScratchAppRecords records(910002);
@@ -116,9 +98,23 @@ TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
     EXPECT_TRUE(BHasRun(strPath, "Run It", 9));
 }
 
-TEST(HasRun, HasRunKeyOverridesFollowTheScriptViewRule)
+// Paths that do not parse are never run and never written: an unknown root must not fall
+// through to some hive.
+TEST(HasRun, OverridesFollowTheScriptViewRuleAndBadPathsAreIgnored)
 {
     CScratchRegKey scratch("Software");
+    const std::string strUnknownRoot = "HKU\\" + std::string(scratch.Path());
+    for (const char* pszPath : {"", "HKEY_CURRENT_USER", strUnknownRoot.c_str(), "Software\\Pellan\\Korvex"})
+    {
+        EXPECT_FALSE(BHasRun(pszPath, "My Entry", 0)) << pszPath;
+        SetHasRun(pszPath, "My Entry", 1);
+    }
+    for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
+    {
+        EXPECT_EQ(-1, RawCountEntries(hHive, k_sam32, scratch.Path()));
+        EXPECT_EQ(-1, RawCountEntries(hHive, k_sam64, scratch.Path()));
+    }
+
     auto pkvEntry = std::make_unique<KeyValues>("My Entry");
     pkvEntry->SetKeyString("HasRunKey", ("HKCU\\" + std::string(scratch.Path())).c_str());
     SetHasRun(GetHasRunKeyPath(pkvEntry.get(), 910003, true), "My Entry", 1);
