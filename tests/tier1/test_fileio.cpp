@@ -100,10 +100,9 @@ TEST(PathString, AbsolutisesNormalisesAndPrefixes)
     EXPECT_STREQ("C:\\x\\b.txt", CPathString("a/../b.txt", "C:\\x").GetUTF8Path());
 
     wchar_t wszCurrent[MAX_PATH];
-    GetCurrentDirectoryW(MAX_PATH, wszCurrent);
-    std::wstring wstrCurrent = std::wstring(L"\\\\?\\") + wszCurrent;
-    if (wstrCurrent.back() == L'\\')
-        wstrCurrent.pop_back();
+    const DWORD cchCurrent = GetCurrentDirectoryW(MAX_PATH, wszCurrent);
+    const std::wstring wstrCurrent =
+        L"\\\\?\\" + std::wstring(wszCurrent, cchCurrent - (wszCurrent[cchCurrent - 1] == L'\\'));
     EXPECT_EQ(wstrCurrent + L"\\sub\\a.txt", CPathString("a.txt", "sub/").GetWCharPath());
     EXPECT_EQ(wstrCurrent + L"\\b", CPathString("../b", "sub").GetWCharPath());
 }
