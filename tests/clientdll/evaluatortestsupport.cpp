@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -68,6 +69,7 @@ std::string CScratchDir::Read(const std::string& strName) const
 
 void CScratchDir::Write(const std::string& strName, const std::string& strText) const
 {
+    fs::create_directories(fs::u8path(File(strName)).parent_path());
     std::ofstream(fs::u8path(File(strName)), std::ios::binary) << strText;
 }
 
@@ -96,13 +98,39 @@ std::string DosPathOf(const std::string& strHostPath)
     return strDos;
 }
 
-KeyValues* ParseKeyValues(const std::string& strText)
+std::string Variable(const char* pszName)
+{
+    char szValue[1024] = "";
+    GetEnvironmentVariableA(pszName, szValue, sizeof(szValue));
+    return szValue;
+}
+
+std::string Replaced(std::string strText, const std::string& strMark, const std::string& strBy)
+{
+    for (size_t iMark = 0; (iMark = strText.find(strMark, iMark)) != std::string::npos; iMark += strBy.size())
+        strText.replace(iMark, strMark.size(), strBy);
+    return strText;
+}
+
+std::unique_ptr<KeyValues> ParseKeyValues(const std::string& strText)
 {
     CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
-    KeyValues* pkv = new KeyValues("");
+    std::unique_ptr<KeyValues> pkv(new KeyValues(""));
     pkv->SetUsesEscapeSequences(true, false);
     EXPECT_TRUE(pkv->LoadFromBuffer("test", buf)) << strText;
     return pkv;
+}
+
+std::string Flatten(KeyValues* pkv)
+{
+    std::string strText;
+    for (; pkv; pkv = pkv->GetNextKey())
+    {
+        strText += pkv->GetName();
+        strText += pkv->GetDataType() == KeyValues::TYPE_NONE ? "{" + Flatten(pkv->GetFirstSubKey()) + "}"
+                                                              : "=" + std::string(pkv->GetString()) + ",";
+    }
+    return strText;
 }
 
 CScratchAppKey::CScratchAppKey(unsigned int unAppID)
@@ -121,7 +149,7 @@ void CScratchAppKey::Remove() const
 }
 
 EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
-                            const char* pszHostExe)
+                            const char* pszHostExe, const std::function<bool()>& fnKillWhen)
 {
     const std::wstring wstrExe = Widen(DosPathOf(pszHostExe));
     std::wstring wstrCommandLine = L"\"" + wstrExe + L"\"";
@@ -140,11 +168,17 @@ EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::strin
     EvaluatorRun_s run;
     const bool bStarted = CreateProcessW(wstrExe.c_str(), wstrCommandLine.data(), nullptr, nullptr, TRUE, 0,
                                          nullptr, Widen(dir.Path()).c_str(), &startup, &process);
+    EXPECT_TRUE(bStarted);
     CloseHandle(hWrite);
+    for (int nWaited = 0; bStarted && nWaited < 60000 && !(fnKillWhen && fnKillWhen()); ++nWaited)
+    {
+        if (WaitForSingleObject(process.hProcess, 1) != WAIT_TIMEOUT)
+            break;
+    }
     if (bStarted)
     {
-        EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(process.hProcess, 60000));
         TerminateProcess(process.hProcess, 99);
+        WaitForSingleObject(process.hProcess, INFINITE);
         GetExitCodeProcess(process.hProcess, reinterpret_cast<DWORD*>(&run.m_nExitCode));
         char rgchOutput[4096];
         for (DWORD cbRead; ReadFile(hRead, rgchOutput, sizeof(rgchOutput), &cbRead, nullptr) && cbRead;)
@@ -154,6 +188,19 @@ EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::strin
     }
     CloseHandle(hRead);
     return run;
+}
+
+std::vector<std::string> RunGroupJob(const CScratchDir& dir, unsigned int unAppID, int nMode,
+                                     const std::string& strGroupKeys)
+{
+    dir.Write("job.vdf", Job(Group(unAppID, nMode, dir.HostPath("game"), strGroupKeys)));
+    DeleteFileW(Widen(dir.File("installscriptevalutor_log.txt")).c_str());
+    EXPECT_EQ(0, RunEvaluator(dir, {"job.vdf"}).m_nExitCode);
+    std::vector<std::string> vecLines = dir.LogLines();
+    EXPECT_EQ("[Standalone] translated install path: " + dir.File("game"),
+              vecLines.empty() ? "" : vecLines[0]);
+    vecLines.erase(vecLines.begin(), vecLines.begin() + std::min<long>(1, (long)vecLines.size()));
+    return vecLines;
 }
 
 std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath,

@@ -1,11 +1,13 @@
 #pragma once
 // Helpers of the evaluator's tests under Wine: a fresh working directory per case, path
-// forms, files and log lines, and the stub of the platform's elevated service.
+// forms, files and log lines, KeyValues text, and the stub of the platform's service.
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
-class KeyValues;
+#include "tier1/keyvalues.h"
 
 // %TEMP%\ise_<test>_<pid>: created empty (and, asked, made the current directory), then
 // removed with its contents.
@@ -26,6 +28,7 @@ public:
     void InstallServiceStub() const;
     // "" when the file is missing.
     std::string Read(const std::string& strName) const;
+    // Creates the folders on the way.
     void Write(const std::string& strName, const std::string& strText) const;
     bool Exists(const std::string& strName) const;
     // "installscriptevalutor_log.txt" line by line.
@@ -38,14 +41,20 @@ private:
 
 struct EvaluatorRun_s
 {
-    int m_nExitCode = -1;
+    int m_nExitCode = -1;    // 99 when killed
     std::string m_strOutput; // standard output and standard error
 };
 
-// Starts a build of the evaluator (named by its host path) with the directory as its
-// working directory and waits a minute at most.
+// Starts a build of the evaluator (named by its host path) in the directory and waits a
+// minute at most, or kills it as soon as fnKillWhen (asked every millisecond) says so.
 EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
-                            const char* pszHostExe = ISE_EVALUATOR_EXE);
+                            const char* pszHostExe = ISE_EVALUATOR_EXE,
+                            const std::function<bool()>& fnKillWhen = nullptr);
+
+// Runs a job of one group whose install directory is "game" in the directory, and answers
+// the log lines after the translated path, which must come first. The run must succeed.
+std::vector<std::string> RunGroupJob(const CScratchDir& dir, unsigned int unAppID, int nMode,
+                                     const std::string& strGroupKeys);
 
 // Job-file text: one application group, and the job around groups.
 std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath,
@@ -55,8 +64,13 @@ std::string Job(const std::string& strGroups);
 // The Windows form of a host path (the build names its outputs by host paths).
 std::string DosPathOf(const std::string& strHostPath);
 std::wstring Widen(const std::string& strUTF8);
-// A tree parsed from KeyValues text with escapes on; the caller deletes it.
-KeyValues* ParseKeyValues(const std::string& strText);
+std::string Variable(const char* pszName);
+// The text with every mark replaced.
+std::string Replaced(std::string strText, const std::string& strMark, const std::string& strBy);
+// A tree parsed from KeyValues text with escapes on.
+std::unique_ptr<KeyValues> ParseKeyValues(const std::string& strText);
+// The tree and the keys after it: sections as "name{...}", values as "name=text,".
+std::string Flatten(KeyValues* pkv);
 
 // "Software\Pellan\Korvex\Apps\<id>", removed from both hives and views before the test
 // and after it.
