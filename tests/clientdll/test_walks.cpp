@@ -63,10 +63,8 @@ private:
 // Walks a script and answers the calls; the result must be as expected.
 std::string Walk(PFNWalk pfnWalk, const char* pszScript, std::set<std::string> setFailing, bool bResult)
 {
-    KeyValues* pkvScript = ParseKeyValues(pszScript);
     CRecordingHandlers handlers(std::move(setFailing));
-    EXPECT_EQ(bResult, pfnWalk(handlers, pkvScript));
-    delete pkvScript;
+    EXPECT_EQ(bResult, pfnWalk(handlers, ParseKeyValues(pszScript).get()));
     return handlers.m_strCalls;
 }
 
