@@ -15,30 +15,40 @@
 namespace
 {
 
-TEST(InstallScriptManager, SetFlagsAnswersTheNewFlagsWhenSettingAndTheOldOnesWhenClearing)
+TEST(InstallScriptManager, FlagsStartScriptVariablesAndTheWalksAssertions)
 {
+    CSpewCapture capture;
     CTestManager manager;
-    // {bits, set, answer, flags afterwards}
+    // Setting answers the new flags, clearing the old ones: {bits, set, answer, flags afterwards}.
     const uint32 rgSteps[][4] = {{5, 1, 5, 5}, {2, 1, 7, 7}, {1, 0, 7, 6}, {8, 0, 6, 6}, {0, 1, 6, 6}};
     for (const auto& rgStep : rgSteps)
     {
         EXPECT_EQ(rgStep[2], manager.SetFlags(rgStep[0], rgStep[1] != 0));
         EXPECT_EQ(rgStep[3], manager.m_unFlags);
     }
-}
 
-TEST(InstallScriptManager, StartIsNotSupportedAndWalksAssertTheirModeAndScript)
-{
-    CSpewCapture capture;
-    CTestManager manager;
     EXPECT_FALSE(manager.BStartInstallScript());
     EXPECT_EQ(1, capture.CountFailedAssertions("false"));
     EXPECT_FALSE(manager.BRunLaunchWalk());
     EXPECT_EQ(1, capture.CountFailedAssertions("m_eInstallScriptMode == k_EInstallScriptModeLaunch"));
     EXPECT_EQ(1, capture.CountFailedAssertions("m_pRunScript"));
 
+    manager.QueueScript(1, "d:\\games\\x", "\"s\" { \"utf8_registry_strings\" \"1\" }");
+    EXPECT_EQ("d:\\games\\x D", Variable("INSTALLDIR") + " " + Variable("ROOTDRIVE"));
+    EXPECT_TRUE(manager.m_pRunScript->m_bUTF8RegistryStrings);
+    EXPECT_EQ(3, capture.CountAsserts());
+    manager.QueueScript(2, "games\\x", "\"s\" {}");
+    EXPECT_FALSE(manager.m_pRunScript->m_bUTF8RegistryStrings);
+    EXPECT_EQ(1, capture.CountFailedAssertions("!pCurrentScript->m_kvInstallScript->IsEmpty()"));
+    EXPECT_EQ(1, capture.CountFailedAssertions("V_IsAbsolutePath( pCurrentScript->m_strInstallPath )"));
+    const std::pair<const char*, uint64> rgKorvexIDs[] = {
+        {"007", 7},       {"0x10", 16}, {"", 0},
+        {" \t42abc", 42}, {"0X1f", 31}, {"x9", 0},
+        {"0x", 0},        {"-5", 0},    {"18446744073709551615", 18446744073709551615ull}};
+    for (const auto& korvexID : rgKorvexIDs)
+        EXPECT_EQ(korvexID.second, ParseKorvexID(korvexID.first)) << korvexID.first;
+
     // A script that lost its tree walks an empty one, created for it.
-    manager.QueueScript(1, "c:\\x");
     manager.m_pRunScript->SetInstallScript(nullptr);
     manager.m_eInstallScriptMode = k_EInstallScriptModeUninstall;
     EXPECT_TRUE(manager.BRunUninstallWalk());
@@ -75,35 +85,6 @@ TEST(InstallScriptManager, StopLetsGoOfATrackedProcessFirstAndCleansUpOnTheSecon
     EXPECT_FALSE(manager.m_bThreadInstallScriptRunning);
 }
 
-TEST(InstallScriptManager, PreparationSetsTheScriptVariablesAndAssertsOnOddScripts)
-{
-    CSpewCapture capture;
-    CTestManager manager;
-    char szValue[64];
-    manager.QueueScript(1, "d:\\games\\x", "\"s\" { \"utf8_registry_strings\" \"1\" }");
-    GetEnvironmentVariableA("INSTALLDIR", szValue, sizeof(szValue));
-    EXPECT_STREQ("d:\\games\\x", szValue);
-    GetEnvironmentVariableA("ROOTDRIVE", szValue, sizeof(szValue));
-    EXPECT_STREQ("D", szValue);
-    EXPECT_TRUE(manager.m_pRunScript->m_bUTF8RegistryStrings);
-    EXPECT_EQ(0, capture.CountAsserts());
-
-    manager.QueueScript(2, "games\\x", "\"s\" {}");
-    EXPECT_FALSE(manager.m_pRunScript->m_bUTF8RegistryStrings);
-    EXPECT_EQ(1, capture.CountFailedAssertions("!pCurrentScript->m_kvInstallScript->IsEmpty()"));
-    EXPECT_EQ(1, capture.CountFailedAssertions("V_IsAbsolutePath( pCurrentScript->m_strInstallPath )"));
-}
-
-TEST(InstallScriptManager, KorvexIDIsADecimalOrHexadecimalNumberAfterBlanks)
-{
-    const std::pair<const char*, uint64> rgCases[] = {
-        {"007", 7},       {"0x10", 16}, {"", 0},
-        {" \t42abc", 42}, {"0X1f", 31}, {"x9", 0},
-        {"0x", 0},        {"-5", 0},    {"18446744073709551615", 18446744073709551615ull}};
-    for (const auto& testCase : rgCases)
-        EXPECT_EQ(testCase.second, ParseKorvexID(testCase.first)) << testCase.first;
-}
-
 TEST(InstallScriptManager, CurrentStepAndProgressFileAnswerOnlyDuringARun)
 {
     CScratchDir dir(true);
@@ -116,31 +97,24 @@ TEST(InstallScriptManager, CurrentStepAndProgressFileAnswerOnlyDuringARun)
     char szDescription[10] = "junk";
     uint32 unStepCount = 9;
     uint32 unCurrentStep = 9;
+    // "<answer> <description>/<step count>/<current step>"
+    const auto Query = [&]()
+    {
+        const uint32 unAnswer =
+            manager.BGetCurrentStep(szDescription, sizeof(szDescription), &unStepCount, &unCurrentStep);
+        return std::to_string(unAnswer) + " " + szDescription + "/" + std::to_string(unStepCount) + "/" +
+               std::to_string(unCurrentStep);
+    };
     manager.m_eInstallScriptMode = k_EInstallScriptModeUpdate;
-    EXPECT_EQ(0u,
-              manager.BGetCurrentStep(szDescription, sizeof(szDescription), &unStepCount, &unCurrentStep));
-    EXPECT_STREQ("", szDescription);
-    EXPECT_EQ(0u, unStepCount | unCurrentStep);
+    EXPECT_EQ("0 /0/0", Query());
     manager.PublishProgress();
     EXPECT_FALSE(dir.Exists("standalone_installscript_progress_0.vdf"));
 
     manager.SetAppID(990101);
-    EXPECT_EQ(2u,
-              manager.BGetCurrentStep(szDescription, sizeof(szDescription), &unStepCount, &unCurrentStep));
-    EXPECT_EQ("ddddddddd/5/3",
-              szDescription + ("/" + std::to_string(unStepCount)) + "/" + std::to_string(unCurrentStep));
+    EXPECT_EQ("2 ddddddddd/5/3", Query());
     manager.PublishProgress();
-    KeyValues* pkvProgress = ParseKeyValues(dir.Read("standalone_installscript_progress_990101.vdf"));
-    std::string strKeys = pkvProgress->GetName();
-    for (KeyValues* pkv = pkvProgress->GetFirstSubKey(); pkv; pkv = pkv->GetNextKey())
-        strKeys += std::string(" ") + pkv->GetName() + "=" + pkv->GetString();
-    EXPECT_EQ("progress current_step=3 step_count=5 current_step_description=" + std::string(259, 'd'),
-              strKeys);
-    delete pkvProgress;
-
-    manager.m_eInstallScriptMode = k_EInstallScriptModeNone;
-    EXPECT_EQ(0u,
-              manager.BGetCurrentStep(szDescription, sizeof(szDescription), &unStepCount, &unCurrentStep));
+    EXPECT_EQ("progress{current_step=3,step_count=5,current_step_description=" + std::string(259, 'd') + ",}",
+              Flatten(ParseKeyValues(dir.Read("standalone_installscript_progress_990101.vdf")).get()));
 }
 
 } // namespace
