@@ -19,13 +19,6 @@
 namespace
 {
 
-std::string Variable(const char* pszName)
-{
-    char szValue[1024] = "";
-    GetEnvironmentVariableA(pszName, szValue, sizeof(szValue));
-    return szValue;
-}
-
 class CObservingManager : public CTestManager
 {
 public:
@@ -36,64 +29,46 @@ public:
                      Variable("INSTALLDIR") + "\n";
         return CTestManager::OnRunProcessKey(pkvEntry, bAllowAsCurrentUser);
     }
-
     bool BRunJob(const std::string& strGroups)
     {
-        KeyValues* pkvJob = ParseKeyValues("\"job\" {" + strGroups + "}");
-        const bool bResult = BRunStandaloneJob(pkvJob);
-        delete pkvJob;
-        return bResult;
+        return BRunStandaloneJob(ParseKeyValues(Job(strGroups)).get());
     }
 
     std::string m_strSeen;
 };
 
-std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath, const std::string& strKeys,
-                  const std::string& strScript)
-{
-    return "\"g\" { \"appid\" \"" + std::to_string(unAppID) + "\" \"mode\" \"" + std::to_string(nMode) +
-           "\" \"install_path\" \"" + strHostPath + "\" " + strKeys + " \"compat_installscript\" { " +
-           strScript + " } }";
-}
-
 const std::string k_strTranslated = "[Standalone] translated install path: ";
 
-TEST(StandaloneJob, FirstGroupSetsTheRunStateAndEachWalkSeesItsOwnInstallDir)
+TEST(StandaloneJob, FirstGroupSetsTheRunStateEachWalkSeesItsOwnInstallDirAndUserWorkFails)
 {
     CScratchDir dir(true);
     CSpewCapture capture;
     CObservingManager manager;
     SetEnvironmentVariableA("APPDATA", "inherited");
-    EXPECT_TRUE(
-        manager.BRunJob(Group(990201, 1, dir.HostPath("a"), "\"language\" \"german\" \"korvexid\" \"007\"",
-                              "\"Run Process\" { \"r1\" {} }") +
-                        Group(990202, 2, dir.HostPath("b"), "\"language\" \"french\"",
-                              "\"Run Process On Update\" { \"r2\" {} }")));
+    EXPECT_TRUE(manager.BRunJob(
+        Group(
+            990201, 1, dir.HostPath("a"),
+            R"("language" "german" "korvexid" "007" "compat_installscript" { "Run Process" { "r1" {} } })") +
+        Group(990202, 2, dir.HostPath("b"),
+              R"("language" "french" "compat_installscript" { "Run Process On Update" { "r2" {} } })")));
 
-    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("a"), k_strTranslated + dir.File("b")}),
-              dir.LogLines());
     EXPECT_EQ("r1 990201 1 german " + dir.File("a") + "\nr2 990201 1 german " + dir.File("b") + "\n",
               manager.m_strSeen);
     // The second group walks in its own mode, which is not the run's.
     EXPECT_EQ(1, capture.CountFailedAssertions("m_eInstallScriptMode == k_EInstallScriptModeUpdate"));
-    EXPECT_EQ(dir.File("a"), Variable("INSTALLDIR"));
-    EXPECT_EQ("7", Variable("KORVEXID"));
+    EXPECT_EQ(dir.File("a") + " 7", Variable("INSTALLDIR") + " " + Variable("KORVEXID"));
     char szAppData[MAX_PATH] = "";
     SHGetFolderPathA(nullptr, CSIDL_APPDATA, nullptr, 0, szAppData);
     EXPECT_EQ(szAppData, Variable("APPDATA"));
     EXPECT_EQ(0u, manager.GetAppID());
     EXPECT_TRUE(manager.m_vecInstallScript.IsEmpty());
-}
 
-TEST(StandaloneJob, CurrentUserWorkFailsTheJobAndIsNotRun)
-{
-    CScratchDir dir(true);
-    CSpewCapture capture; // the empty script is reported
-    CObservingManager manager;
+    // Work for the current user fails the next job and is dropped unrun.
     manager.m_pkvRunProcessAsCurrentUser->AddSubKey(new KeyValues("user"));
-    EXPECT_FALSE(manager.BRunJob(Group(990206, 1, dir.HostPath("g"), "", "")));
+    EXPECT_FALSE(manager.BRunJob(Group(990206, 1, dir.HostPath("g"), "\"compat_installscript\" {}")));
     EXPECT_TRUE(manager.m_pkvRunProcessAsCurrentUser->IsEmpty());
-    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("g"),
+    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("a"), k_strTranslated + dir.File("b"),
+                                        k_strTranslated + dir.File("g"),
                                         "[Standalone] got normal user run process!"}),
               dir.LogLines());
 }
@@ -106,14 +81,23 @@ void QueueAdminWork(CTestManager& manager, const CScratchDir& dir, unsigned int 
     manager.m_pkvRunSymlinkAsAdminUser->AddSubKey(new KeyValues("link"));
 }
 
-TEST(AdminHandOff, NothingToHandOnOrNoServiceInterfaceFails)
+TEST(AdminHandOff, FailsWithoutTheServiceExecutableOrAServiceInterfaceOrAnythingToHandOn)
 {
     CScratchDir dir(true);
-    dir.InstallServiceStub();
+    CreateDirectoryW(Widen(dir.File("legacycompat")).c_str(), nullptr);
     CTestManager manager;
-    manager.QueueScript(990301, dir.Path());
+    QueueAdminWork(manager, dir, 990302);
     EXPECT_FALSE(manager.BStartAdminHandOff());
+    EXPECT_EQ(INVALID_HANDLE_VALUE, manager.m_hRunProcess);
+    const std::vector<std::string> vecLog = {
+        "[AppID 990302] Failed to start KorvexService.exe with \"/installscript \"" +
+        dir.File("runasadmin.vdf") + "\" 990302\" (GLE 2)"};
+    EXPECT_EQ(vecLog, dir.LogLines());
+    EXPECT_FALSE(dir.Exists("runasadmin.vdf"));
 
+    // With the service at hand, the console variable or a flag routes the work to the
+    // service interface, which this program lacks.
+    dir.InstallServiceStub();
     CConVar* pcvFromService = FindConVar("@runadmininstallscriptsfromservice");
     ASSERT_NE(nullptr, pcvFromService);
     EXPECT_STREQ("0", pcvFromService->GetString());
@@ -128,23 +112,12 @@ TEST(AdminHandOff, NothingToHandOnOrNoServiceInterfaceFails)
         EXPECT_TRUE(routed.m_pkvRunSymlinkAsAdminUser->IsEmpty());
     }
     pcvFromService->Revert();
+    CTestManager idle;
+    idle.QueueScript(990301, dir.Path());
+    EXPECT_FALSE(idle.BStartAdminHandOff());
     EXPECT_FALSE(dir.Exists("runasadmin.vdf"));
     EXPECT_FALSE(dir.Exists("service_record.txt"));
-}
-
-TEST(AdminHandOff, AMissingServiceExecutableIsLoggedAndLeavesNoFile)
-{
-    CScratchDir dir(true);
-    CreateDirectoryW(Widen(dir.File("legacycompat")).c_str(), nullptr);
-    CTestManager manager;
-    QueueAdminWork(manager, dir, 990302);
-    EXPECT_FALSE(manager.BStartAdminHandOff());
-    EXPECT_EQ(INVALID_HANDLE_VALUE, manager.m_hRunProcess);
-    EXPECT_EQ((std::vector<std::string>{
-                  "[AppID 990302] Failed to start KorvexService.exe with \"/installscript \"" +
-                  dir.File("runasadmin.vdf") + "\" 990302\" (GLE 2)"}),
-              dir.LogLines());
-    EXPECT_FALSE(dir.Exists("runasadmin.vdf"));
+    EXPECT_EQ(vecLog, dir.LogLines());
 }
 
 TEST(AdminHandOff, TheServiceGetsTheListsWhileTheJobPublishesProgress)
@@ -152,12 +125,11 @@ TEST(AdminHandOff, TheServiceGetsTheListsWhileTheJobPublishesProgress)
     CScratchDir dir(true);
     CScratchAppKey appKey(990303);
     dir.InstallServiceStub();
-    CreateDirectoryW(Widen(dir.File("g")).c_str(), nullptr);
     dir.Write("g\\runasadmin.vdf", "left over from an earlier run");
     CObservingManager manager;
-    EXPECT_TRUE(manager.BRunJob(Group(990303, 1, dir.HostPath("g"), "",
-                                      "\"Run Process\" { \"r1\" { \"process\" \"%INSTALLDIR%\\\\a.exe\" } "
-                                      "\"r2\" { \"process\" \"b.exe\" } }")));
+    EXPECT_TRUE(
+        manager.BRunJob(Group(990303, 1, dir.HostPath("g"), R"("compat_installscript" { "Run Process" {
+        "r1" { "process" "%INSTALLDIR%\\a.exe" } "r2" { "process" "b.exe" } } })")));
 
     // Seen by the service while it ran: its arguments, a file it could not change, the
     // step count, and the progress file the job published from its records.
@@ -165,21 +137,12 @@ TEST(AdminHandOff, TheServiceGetsTheListsWhileTheJobPublishesProgress)
     EXPECT_EQ(0u, strRecord.find("arg=/installscript\narg=" + dir.File("g\\runasadmin.vdf") +
                                  "\narg=990303\nwritable=0\ninstall_count=2\nprogress="))
         << strRecord;
-    KeyValues* pkvSeen = ParseKeyValues(strRecord.substr(strRecord.find("progress=") + 9));
-    EXPECT_EQ(2, pkvSeen->GetKeyInt("current_step", 0));
-    EXPECT_EQ(2, pkvSeen->GetKeyInt("step_count", 0));
-    EXPECT_STREQ("Stub step", pkvSeen->GetKeyString("current_step_description", ""));
-    delete pkvSeen;
-
-    KeyValues* pkvHanded = ParseKeyValues(dir.Read("handed_runasadmin.vdf"));
-    EXPECT_STREQ("symlink", pkvHanded->GetName());
-    EXPECT_TRUE(pkvHanded->IsEmpty());
-    KeyValues* pkvRunProcess = pkvHanded->GetNextKey();
-    ASSERT_NE(nullptr, pkvRunProcess);
-    EXPECT_STREQ("Run Process", pkvRunProcess->GetName());
-    EXPECT_STREQ(dir.File("g\\a.exe").c_str(), pkvRunProcess->GetKeyString("r1/Process", ""));
-    EXPECT_STREQ("b.exe", pkvRunProcess->GetKeyString("r2/Process", ""));
-    delete pkvHanded;
+    EXPECT_EQ("progress{current_step=2,step_count=2,current_step_description=Stub step,}",
+              Flatten(ParseKeyValues(strRecord.substr(strRecord.find("progress=") + 9)).get()));
+    const std::string strHanded = Flatten(ParseKeyValues(dir.Read("handed_runasadmin.vdf")).get());
+    EXPECT_EQ(0u, strHanded.find("symlink{}Run Process{r1{Process=" + dir.File("g\\a.exe") + ","))
+        << strHanded;
+    EXPECT_NE(std::string::npos, strHanded.find("}r2{Process=b.exe,")) << strHanded;
 
     EXPECT_FALSE(dir.Exists("g\\runasadmin.vdf"));
     for (REGSAM samView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
