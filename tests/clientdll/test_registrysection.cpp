@@ -19,35 +19,18 @@ constexpr ERegKeyRoot k_eCurrentUser32 = ERegKeyRoot(k_ERegKeyRootCurrentUser | 
 constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
 constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
 
-// Script text with every "KEY" replaced by the key path, its backslashes escaped.
-std::string ScriptFor(std::string strScript, const std::string& strKey)
+// Runs a job of the script with every "KEY" replaced by the key path and answers its log.
+std::vector<std::string> RunScript(const CScratchDir& dir, unsigned int unAppID, int nMode,
+                                   const char* pszScript, const std::string& strKey)
 {
-    std::string strEscaped;
-    for (char ch : strKey)
-        strEscaped += ch == '\\' ? std::string("\\\\") : std::string(1, ch);
-    for (size_t iAt; (iAt = strScript.find("KEY")) != std::string::npos;)
-        strScript.replace(iAt, 3, strEscaped);
-    return strScript;
+    return RunGroupJob(dir, unAppID, nMode, Replaced(pszScript, "KEY", Replaced(strKey, "\\", "\\\\")));
 }
 
-std::string Bytes(HKEY hHive, REGSAM samView, const std::string& strKey, const wchar_t* pwszName)
+// The bytes of a binary value in the 32-bit view of the machine's hive.
+std::string Binary(const std::string& strKey, const wchar_t* pwszName)
 {
-    const std::optional<RawValue_s> value = RawGetValue(hHive, samView, strKey, pwszName);
-    return value ? std::to_string(value->m_dwType) + ":" + value->m_strBytes : "missing";
-}
-
-std::string Binary(const std::string& strBytes)
-{
-    return std::to_string(REG_BINARY) + ":" + strBytes;
-}
-
-// One leaf container with the given leaves, in order.
-KeyValues* Leaves(std::initializer_list<std::pair<const char*, std::string>> leaves)
-{
-    KeyValues* pkv = new KeyValues("group");
-    for (const auto& leaf : leaves)
-        pkv->SetKeyString(leaf.first, leaf.second.c_str());
-    return pkv;
+    const std::optional<RawValue_s> value = RawGetValue(HKEY_LOCAL_MACHINE, k_sam32, strKey, pwszName);
+    return value && value->m_dwType == REG_BINARY ? value->m_strBytes : "not binary";
 }
 
 std::string CodePageText(const wchar_t* pwszText)
@@ -68,49 +51,40 @@ TEST(RegistrySectionRun, InstallWritesEachGroupInItsViewAndLogsFailedWrites)
     RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringOverDword", 3);
     RawSetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringKept", L"old");
     RawSetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"BinaryOverString", L"x");
-    const std::string strScript = ScriptFor(R"kv("language" "German" "compat_installscript" {
-        "utf8_registry_strings" "1"
-        "Registry" {
-            "HKLM\\KEY" {
-                "string" { "(default)" "%INSTALLDIR%" "Word" "hello" "german" { "Word" "Grüße" } "french" { "Word" "salut" } }
-                "DWORD" { "(Default)" "5" "NaN" "abc" "Max" "4294967295" "Neg" "-1" "Count" "1" "GERMAN" { "Count" "2" } }
-                "binary" { "Two" "0A0b0" "Zero" "zz" "Odd" "F" "Digits" "09afAF" }
-                "bogus" { "Ignored" "1" }
-                "string" "not a group"
-                "dword" {}
-            }
-            "HKLM64\\KEY" { "string" { "(Default)" "64" } }
-            "HKCU\\KEY" { "string_from_regkey" { "Copied" "HKLM\\KEY\\Word" "Missing" "HKLM\\KEY\\NoSuchValue" "NoRoot" "KEY\\Word" } }
-            "NoRoot\\KEY" { "string" { "Ignored" "1" } }
-            "JustAName" { "string" { "Ignored" "1" } }
-            "HKCU\\KEY\\Volatile\\Sub" { "string" { "(DEFAULT)" "s" } "dword" { "d" "7" } "binary" { "b" "0A" } }
-        }
-        "Registry If Not Present" {
-            "HKLM\\KEY\\Keep" {
-                "dword" { "Dword" "1" }
-                "string" { "StringOverDword" "new" "StringKept" "new" }
-                "binary" { "BinaryOverString" "FF" "Fresh" "01" }
-            }
-        }
-    })kv",
-                                            key.Path());
-    dir.Write("job.vdf", Job(Group(990611, 1, dir.HostPath("game"), strScript)));
+    const char* pszScript = R"kv("language" "German" "compat_installscript" {
+    "utf8_registry_strings" "1"
+    "Registry" {
+        "HKLM\\KEY" {
+            "string" { "(default)" "%INSTALLDIR%" "Word" "h"
+                       "german" { "Word" "Grüße" } "french" { "Word" "x" } }
+            "DWORD" { "(Default)" "5" "NaN" "abc" "Max" "4294967295" "Neg" "-1"
+                      "Count" "1" "GERMAN" { "Count" "2" } }
+            "binary" { "Two" "0A0b0" "Zero" "zz" "Odd" "F" "Digits" "09afAF" }
+            "bogus" { "Ignored" "1" } "string" "not a group" "dword" {} }
+        "HKLM64\\KEY" { "string" { "(Default)" "64" } }
+        "HKCU\\KEY" { "string_from_regkey" {
+            "Copied" "HKLM\\KEY\\Word" "Missing" "HKLM\\KEY\\NoSuchValue" "NoRoot" "KEY\\Word" } }
+        "NoRoot\\KEY" { "string" { "Ignored" "1" } } "JustAName" { "string" { "Ignored" "1" } }
+        "HKCU\\KEY\\Volatile\\Sub" { "string" { "(DEFAULT)" "s" } "dword" { "d" "7" }
+                                     "binary" { "b" "0A" } } }
+    "Registry If Not Present" { "HKLM\\KEY\\Keep" { "dword" { "Dword" "1" }
+        "string" { "StringOverDword" "new" "StringKept" "new" }
+        "binary" { "BinaryOverString" "FF" "Fresh" "01" } } }
+    })kv";
 
-    ASSERT_EQ(0, RunEvaluator(dir, {"job.vdf"}).m_nExitCode);
     const std::string strFailedKey = "[HKEY_CURRENT_USER (force 32Bit)\\" + key.Sub("Volatile\\Sub") + "] ";
     EXPECT_EQ((std::vector<std::string>{
-                  "[Standalone] translated install path: " + dir.File("game"),
                   "[AppID 990611] Failed to set registry STRING " + strFailedKey + "\"(Default)\" = \"s\"",
                   "[AppID 990611] Failed to set registry DWORD " + strFailedKey + "\"d\" = 7",
                   "[AppID 990611] Failed to set registry BINARY " + strFailedKey + "\"b\" = \"0A\"",
               }),
-              dir.LogLines());
+              RunScript(dir, 990611, 1, pszScript, key.Path()));
 
     // Unqualified HKLM is the 32-bit view; HKLM64 the other one.
     EXPECT_EQ(dir.File("game"), RawGetString(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L""));
     EXPECT_EQ("Grüße", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L"Word"));
     EXPECT_EQ("64", RawGetString(HKEY_LOCAL_MACHINE, k_sam64, key.Path(), L""));
-    EXPECT_EQ("missing", Bytes(HKEY_LOCAL_MACHINE, k_sam64, key.Path(), L"Word"));
+    EXPECT_FALSE(RawGetValue(HKEY_LOCAL_MACHINE, k_sam64, key.Path(), L"Word"));
     const std::pair<const wchar_t*, DWORD> rgDwords[] = {
         {L"(Default)", 5}, {L"NaN", 0}, {L"Max", 0xFFFFFFFF}, {L"Neg", 0xFFFFFFFF}, {L"Count", 2}};
     for (const auto& dword : rgDwords)
@@ -119,21 +93,17 @@ TEST(RegistrySectionRun, InstallWritesEachGroupInItsViewAndLogsFailedWrites)
     const std::pair<const wchar_t*, std::string> rgBinaries[] = {
         {L"Two", "\x0A\x0B"}, {L"Zero", std::string(1, '\0')}, {L"Odd", ""}, {L"Digits", "\x09\xAF\xAF"}};
     for (const auto& binary : rgBinaries)
-        EXPECT_EQ(Binary(binary.second), Bytes(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), binary.first));
-    EXPECT_EQ("missing", Bytes(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L"Ignored"));
+        EXPECT_EQ(binary.second, Binary(key.Path(), binary.first));
+    EXPECT_FALSE(RawGetValue(HKEY_LOCAL_MACHINE, k_sam32, key.Path(), L"Ignored"));
 
-    // The current user's hive is one for both views.
-    for (REGSAM samView : {k_sam32, k_sam64})
-    {
-        EXPECT_EQ("Grüße", RawGetString(HKEY_CURRENT_USER, samView, key.Path(), L"Copied"));
-        EXPECT_EQ(2, RawCountEntries(HKEY_CURRENT_USER, samView, key.Path())); // and the volatile key
-    }
+    EXPECT_EQ("Grüße", RawGetString(HKEY_CURRENT_USER, 0, key.Path(), L"Copied"));
+    EXPECT_EQ(2, RawCountEntries(HKEY_CURRENT_USER, 0, key.Path())); // and the volatile key
 
     EXPECT_EQ(9u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"Dword"));
     EXPECT_EQ("new", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringOverDword"));
     EXPECT_EQ("old", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"StringKept"));
     EXPECT_EQ("x", RawGetString(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"BinaryOverString"));
-    EXPECT_EQ(Binary("\x01"), Bytes(HKEY_LOCAL_MACHINE, k_sam32, strKeep, L"Fresh"));
+    EXPECT_EQ("\x01", Binary(strKeep, L"Fresh"));
 }
 
 TEST(RegistrySectionRun, UninstallDeletesNamedValuesAndEmptiesOnlyKeysLeftEmpty)
@@ -144,25 +114,19 @@ TEST(RegistrySectionRun, UninstallDeletesNamedValuesAndEmptiesOnlyKeysLeftEmpty)
         RawSetString(HKEY_CURRENT_USER, 0, key.Sub("Emptied"), pwszName, L"v");
     RawSetDword(HKEY_CURRENT_USER, 0, key.Sub("Foreign"), L"Mine", 1);
     RawSetDword(HKEY_CURRENT_USER, 0, key.Sub("Foreign"), L"Other", 1);
-    const std::string strScript = ScriptFor(R"kv("language" "german" "compat_installscript" {
-        "Registry" {
+    const char* pszScript = R"kv("language" "german" "compat_installscript" { "Registry" {
             "HKCU\\KEY\\Emptied" { "string" { "A" "x" "german" { "A" "y" "L" "z" } } "anything" { "W" "1" } }
-            "HKCU\\KEY\\Foreign" { "dword" { "Mine" "1" } }
-        }
+            "HKCU\\KEY\\Foreign" { "dword" { "Mine" "1" } } }
         "Registry If Not Present" { "HKCU\\KEY\\Absent" { "binary" { "Gone" "00" } } }
-    })kv",
-                                            key.Path());
-    dir.Write("job.vdf", Job(Group(990612, 3, dir.HostPath("game"), strScript)));
+    })kv";
 
     // Failures are logged, not passed on to the exit code.
-    ASSERT_EQ(0, RunEvaluator(dir, {"job.vdf"}).m_nExitCode);
     const std::string strPrefix = "[AppID 990612] Failed to delete value [HKEY_CURRENT_USER (force 32Bit)\\";
     EXPECT_EQ((std::vector<std::string>{
-                  "[Standalone] translated install path: " + dir.File("game"),
                   strPrefix + key.Sub("Emptied") + "] \"A\"", // the language leaf took it first
                   strPrefix + key.Sub("Absent") + "] \"Gone\"",
               }),
-              dir.LogLines());
+              RunScript(dir, 990612, 3, pszScript, key.Path()));
     EXPECT_EQ(0, RawCountEntries(HKEY_CURRENT_USER, 0, key.Sub("Emptied")));
     EXPECT_EQ(1, RawCountEntries(HKEY_CURRENT_USER, 0, key.Sub("Foreign")));
     EXPECT_TRUE(RawGetDword(HKEY_CURRENT_USER, 0, key.Sub("Foreign"), L"Other"));
@@ -179,25 +143,22 @@ TEST(RegistrySectionWriters, StringTextKeepsItsCharactersInEitherEncodingAndOver
     SetEnvironmentVariableW(L"ISE_REGSEC_WORD", L"Grüße");
     const std::string strEuroCodePage = CodePageText(L"€");
     ASSERT_EQ(1u, strEuroCodePage.size()) << "the prefix's code page has a one-byte euro sign";
-    std::string strEuros;
-    for (int i = 0; i < 30000; ++i)
-        strEuros += "€";
     for (bool bUTF8 : {false, true})
     {
         SCOPED_TRACE(bUTF8);
-        KeyValues* pkvLeaves = Leaves({
-            {"Text", bUTF8 ? "%ISE_REGSEC_WORD% é€" : "%ISE_REGSEC_WORD% " + CodePageText(L"é€")},
-            {"Cut", bUTF8 ? strEuros : std::string(30000, strEuroCodePage[0])},
-            {"Long", std::string(32767, 'a')}, // more than the system expands
-        });
+        std::unique_ptr<KeyValues> pkvLeaves(new KeyValues("group"));
+        pkvLeaves->SetKeyString("Text",
+                                ("%ISE_REGSEC_WORD% " + (bUTF8 ? "é€" : CodePageText(L"é€"))).c_str());
+        pkvLeaves->SetKeyString(
+            "Cut", Replaced(std::string(30000, 'e'), "e", bUTF8 ? "€" : strEuroCodePage).c_str());
+        pkvLeaves->SetKeyString("Long", std::string(32767, 'a').c_str()); // more than the system expands
         CInstallScriptRegistry registry(990614, "english", bUTF8);
-        EXPECT_TRUE(registry.WriteRegistryStrings(k_eCurrentUser32, key.Path(), pkvLeaves, true));
+        EXPECT_TRUE(registry.WriteRegistryStrings(k_eCurrentUser32, key.Path(), pkvLeaves.get(), true));
         EXPECT_EQ("Grüße é€", RawGetString(HKEY_CURRENT_USER, 0, key.Path(), L"Text"));
         // 65,535 bytes hold 21,845 three-byte characters.
         const std::optional<RawValue_s> value = RawGetValue(HKEY_CURRENT_USER, 0, key.Path(), L"Cut");
         EXPECT_EQ((21845u + 1) * 2, value ? value->m_strBytes.size() : 0);
         EXPECT_FALSE(RawGetValue(HKEY_CURRENT_USER, 0, key.Path(), L"Long"));
-        delete pkvLeaves;
     }
     // Only the code-page conversion reports what it cut.
     EXPECT_EQ(1, capture.CountFailedAssertions(
