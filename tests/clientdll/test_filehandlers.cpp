@@ -6,7 +6,6 @@
 
 #include <windows.h>
 
-#include <optional>
 #include <tuple>
 
 #include "clientdll/installscript_copyfolders.h"
@@ -14,38 +13,9 @@
 #include "regtestutil.h"
 #include "spewcapture.h"
 #include "testmanager.h"
-#include "tier1/keyvalues.h"
 
 namespace
 {
-
-// One script under its own app id; the scratch directory is INSTALLDIR and the working
-// directory, where the log goes.
-class CFileSections
-{
-public:
-    CFileSections(uint32 unAppID, const std::string& strScript) : m_unAppID(unAppID), m_appKey(unAppID)
-    {
-        m_manager.QueueScript(unAppID, m_dir.Path(), strScript);
-    }
-    KeyValues* Entry(const char* pszSection, const char* pszName)
-    {
-        return m_manager.m_pRunScript->m_kvInstallScript->FindKey(pszSection)->FindKey(pszName);
-    }
-    std::optional<DWORD> HasRun(const wchar_t* pwszEntry) const
-    {
-        return RawGetDword(HKEY_CURRENT_USER, 0, m_appKey.Key(), pwszEntry);
-    }
-    std::string LogLine(const std::string& strMessage) const
-    {
-        return "[AppID " + std::to_string(m_unAppID) + "] " + strMessage;
-    }
-
-    uint32 m_unAppID;
-    CScratchDir m_dir{true};
-    CScratchAppKey m_appKey;
-    CTestManager m_manager;
-};
 
 TEST(FileHandlers, TreeCopyStopsAtTheAnsiPathLimitWithoutRunningOutOfStack)
 {
@@ -76,64 +46,55 @@ TEST(FileHandlers, TreeCopyStopsAtTheAnsiPathLimitWithoutRunningOutOfStack)
     }
 }
 
-TEST(FileHandlers, CreateFoldersSucceedsWithAnyOneFolderAndFailsWithoutOne)
+// "Create Folders" succeeds with any one folder made and records its first success;
+// "File Template" fails without a template or beyond the expansion buffer.
+TEST(FileHandlers, CreateFoldersAndFileTemplateResults)
 {
-    CFileSections run(991703, R"("s" { "Create Folders" {
-        "none" { "Path" "%INSTALLDIR%/n" }
-        "one" { "Folder" "%INSTALLDIR%/one/two" }
-        "badthengood" { "Folder1" "%INSTALLDIR%/f.txt/x" "myfolder2" "%INSTALLDIR%/g" }
-        "bad" { "folder" "%INSTALLDIR%/f.txt/y" }
-        "tolerated" { "Folder" "%INSTALLDIR%/f.txt/z" "IgnoreExitCode" "1" } } })");
-    run.m_dir.Write("f.txt", "");
+    CSpewCapture capture;
+    CScratchDir dir(true);
+    CScratchAppKey appKey(991703);
+    CTestManager manager;
+    manager.QueueScript(991703, dir.Path(), R"("s" {
+        "Create Folders" { "none" { "Path" "%INSTALLDIR%/n" } "one" { "Folder" "%INSTALLDIR%/one/two" }
+            "badthengood" { "Folder1" "%INSTALLDIR%/f.txt/x" "myfolder2" "%INSTALLDIR%/g" }
+            "bad" { "folder" "%INSTALLDIR%/f.txt/y" }
+            "tolerated" { "Folder" "%INSTALLDIR%/f.txt/z" "IgnoreExitCode" "1" } }
+        "File Template" { "lost" { "template_file" "%INSTALLDIR%/none.txt" "output_file" "%INSTALLDIR%/o1" }
+            "nokey" { "output_file" "%INSTALLDIR%/o2" }
+            "huge" { "template_file" "%INSTALLDIR%/huge.txt" "output_file" "%INSTALLDIR%/o3" }
+            "fits" { "template_file" "%INSTALLDIR%/fits.txt" "output_file" "%INSTALLDIR%/o4" } } })");
+    dir.Write("f.txt", "");
+    dir.Write("huge.txt", std::string(32768, 'h'));
+    dir.Write("fits.txt", std::string(32766, 'f'));
+    KeyValues* pkvFolders = manager.m_pRunScript->m_kvInstallScript->FindKey("Create Folders");
+    KeyValues* pkvTemplates = manager.m_pRunScript->m_kvInstallScript->FindKey("File Template");
     // {entry, result, record written}
     const std::tuple<const char*, bool, bool> rgCases[] = {
-        {"none", false, false}, {"one", true, true},        {"badthengood", true, true},
-        {"bad", false, false},  {"tolerated", true, false},
+        {"none", false, false},  {"one", true, true},        {"badthengood", true, true},
+        {"bad", false, false},   {"tolerated", true, false}, {"lost", false, false},
+        {"nokey", false, false}, {"huge", false, false},     {"fits", true, true},
     };
     for (const auto& [pszEntry, bResult, bRecord] : rgCases)
     {
-        EXPECT_EQ(bResult, run.m_manager.OnCreateFoldersKey(run.Entry("Create Folders", pszEntry)))
+        KeyValues* pkvFolder = pkvFolders->FindKey(pszEntry);
+        EXPECT_EQ(bResult, pkvFolder ? manager.OnCreateFoldersKey(pkvFolder)
+                                     : manager.OnFileTemplateKey(pkvTemplates->FindKey(pszEntry)))
             << pszEntry;
-        EXPECT_EQ(bRecord, run.HasRun(Widen(pszEntry).c_str()).has_value()) << pszEntry;
+        EXPECT_EQ(bRecord,
+                  RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), Widen(pszEntry).c_str()).has_value())
+            << pszEntry;
     }
-    EXPECT_TRUE(run.m_dir.Exists("one\\two"));
-    EXPECT_TRUE(run.m_dir.Exists("g"));
-    EXPECT_FALSE(run.m_dir.Exists("n"));
+    EXPECT_TRUE(dir.Exists("one\\two") && dir.Exists("g"));
+    EXPECT_FALSE(dir.Exists("n") || dir.Exists("o3"));
+    EXPECT_EQ(32766u, dir.Read("o4").size());
+    EXPECT_EQ(1, capture.CountFailedAssertions("pchTemplateFile"));
     std::vector<std::string> vecExpected;
     for (const char* pszFolder : {"x", "y", "z"})
-        vecExpected.push_back(
-            run.LogLine("Failed to create folder \"" + run.m_dir.Path() + "/f.txt/" + pszFolder + "\""));
-    EXPECT_EQ(vecExpected, run.m_dir.LogLines());
-}
-
-TEST(FileHandlers, FileTemplateFailsWithoutATemplateOrBeyondTheExpansionBuffer)
-{
-    CSpewCapture capture;
-    CFileSections run(991705, R"("s" { "File Template" {
-        "missing" { "template_file" "%INSTALLDIR%/none.txt" "output_file" "%INSTALLDIR%/o1.txt" }
-        "nokey" { "output_file" "%INSTALLDIR%/o2.txt" }
-        "huge" { "template_file" "%INSTALLDIR%/huge.txt" "output_file" "%INSTALLDIR%/o3.txt" }
-        "fits" { "template_file" "%INSTALLDIR%/fits.txt" "output_file" "%INSTALLDIR%/o4.txt" } } })");
-    run.m_dir.Write("huge.txt", std::string(32768, 'h'));
-    run.m_dir.Write("fits.txt", std::string(32766, 'f'));
-    // {entry, result, output}
-    const std::tuple<const char*, bool, const char*> rgCases[] = {{"missing", false, "o1.txt"},
-                                                                  {"nokey", false, "o2.txt"},
-                                                                  {"huge", false, "o3.txt"},
-                                                                  {"fits", true, "o4.txt"}};
-    for (const auto& [pszEntry, bResult, pszOutput] : rgCases)
-    {
-        EXPECT_EQ(bResult, run.m_manager.OnFileTemplateKey(run.Entry("File Template", pszEntry))) << pszEntry;
-        EXPECT_EQ(bResult, run.m_dir.Exists(pszOutput)) << pszEntry;
-        EXPECT_EQ(bResult, run.HasRun(Widen(pszEntry).c_str()).has_value()) << pszEntry;
-    }
-    EXPECT_EQ(32766u, run.m_dir.Read("o4.txt").size());
-    EXPECT_EQ(1, capture.CountFailedAssertions("pchTemplateFile"));
-    const std::string strFailed = run.LogLine("Failed to create file template \"");
-    const std::vector<std::string> vecExpected = {strFailed + run.m_dir.Path() + "/none.txt\"",
-                                                  strFailed + "\"",
-                                                  strFailed + run.m_dir.Path() + "/huge.txt\""};
-    EXPECT_EQ(vecExpected, run.m_dir.LogLines());
+        vecExpected.push_back("[AppID 991703] Failed to create folder \"" + dir.Path() + "/f.txt/" +
+                              pszFolder + "\"");
+    for (const std::string& strTemplate : {dir.Path() + "/none.txt", std::string(), dir.Path() + "/huge.txt"})
+        vecExpected.push_back("[AppID 991703] Failed to create file template \"" + strTemplate + "\"");
+    EXPECT_EQ(vecExpected, dir.LogLines());
 }
 
 } // namespace
