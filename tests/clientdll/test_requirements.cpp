@@ -2,129 +2,83 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
-#include <utility>
-#include <vector>
+#include <tuple>
 
 #include "clientdll/installscript_requirements.h"
 #include "common/ostype.h"
 #include "tier0/cputopology.h"
 #include "tier1/keyvalues.h"
+#include "tier1/utlbuffer.h"
 #include "vstdlib/strtools.h"
 
 namespace
 {
 
-struct Group_s
-{
-    const char* m_pszName;
-    std::vector<std::pair<const char*, std::string>> m_vecKeys;
-};
-
-struct Case_s
-{
-    const char* m_pszWhat;
-    std::vector<Group_s> m_vecGroups;
-    const char* m_pszRunLanguage;
-    bool m_bHolds;
-};
-
-void ExpectCases(const std::vector<Case_s>& vecCases)
-{
-    for (const Case_s& c : vecCases)
-    {
-        std::unique_ptr<KeyValues> pkvEntry(new KeyValues("entry"));
-        // Plain values beside the groups, even under a requirement's name, are not groups.
-        pkvEntry->SetKeyString("Requirement_OS_Value", "x");
-        for (const Group_s& group : c.m_vecGroups)
-        {
-            KeyValues* pkvGroup = new KeyValues(group.m_pszName);
-            pkvEntry->AddSubKey(pkvGroup);
-            for (const auto& key : group.m_vecKeys)
-                pkvGroup->SetKeyString(key.first, key.second.c_str());
-        }
-        EXPECT_EQ(c.m_bHolds, BCheckRequirements(pkvEntry.get(), c.m_pszRunLanguage)) << c.m_pszWhat;
-    }
-}
-
-std::string Lower(const char* pszText)
-{
-    std::string str(pszText);
-    V_strlower(&str[0]);
-    return str;
-}
-
-TEST(Requirements, ProcessorVendorAndPhysicalCount)
+TEST(Requirements, ProcessorOperatingSystemAndLanguageGroupsAllCountAndOthersAreIgnored)
 {
     const CPUInformation_s& cpu = GetCPUInformation();
-    const std::string strOwn = Lower(cpu.m_pszProcessorID);
-    const std::string strOther = strOwn == "genuineintel" ? "AuthenticAMD" : "GenuineIntel";
-    const std::string strCount = std::to_string(cpu.m_nPhysicalProcessors);
-    const std::string strOtherCount = std::to_string(cpu.m_nPhysicalProcessors + 1);
-    ExpectCases({
-        {"empty group", {{"Requirement_CPU", {}}}, "english", true},
-        {"own vendor", {{"Requirement_CPU", {{"ProcessorID", strOwn}}}}, "english", true},
-        {"other vendor", {{"Requirement_CPU", {{"ProcessorID", strOther}}}}, "english", false},
-        {"own count", {{"requirement_cpu", {{"PhysicalProcessors", strCount}}}}, "english", true},
-        {"any count",
-         {{"Requirement_CPU", {{"PhysicalProcessors", "0"}, {"ProcessorID", strOwn}}}},
-         "",
-         true},
-        {"other count", {{"Requirement_CPU", {{"PhysicalProcessors", strOtherCount}}}}, "english", false},
-        {"own vendor, other count",
-         {{"Requirement_CPU", {{"ProcessorID", strOwn}, {"PhysicalProcessors", strOtherCount}}}},
-         "english",
-         false},
-    });
-}
-
-TEST(Requirements, OperatingSystemNameBitnessAndVistaDriver)
-{
-    const std::string strOwnName = PchNameFromEOSType(GetRunningOSType());
-    std::string strUpperName = strOwnName;
-    for (char& ch : strUpperName)
+    std::string strOwnCPU = cpu.m_pszProcessorID;
+    V_strlower(&strOwnCPU[0]);
+    std::string strOwnOS = PchNameFromEOSType(GetRunningOSType());
+    for (char& ch : strOwnOS)
         ch = V_toupper_ascii(ch);
-    const std::string strOtherName = strOwnName == "Windows 95" ? "Windows 98" : "Windows 95";
-    const std::string strKB940105 = std::to_string(GetVistaKB940105Flag());
-    const std::string strNotKB940105 = std::to_string(1 - GetVistaKB940105Flag());
-    ExpectCases({
-        {"only 64-bit", {{"Requirement_OS", {{"Is64BitWindows", "1"}}}}, "english", true},
-        {"only 32-bit", {{"Requirement_OS", {{"Is64BitWindows", "0"}}}}, "english", false},
-        {"own name in capitals", {{"REQUIREMENT_OS", {{"OSType", strUpperName}}}}, "english", true},
-        {"other name",
-         {{"Requirement_OS", {{"OSType", strOtherName}, {"Is64BitWindows", "1"}}}},
-         "english",
+    const std::pair<const char*, std::string> rgMarks[] = {
+        {"@CPU@", strOwnCPU},
+        {"@OTHERCPU@", strOwnCPU == "genuineintel" ? "AuthenticAMD" : "GenuineIntel"},
+        {"@COUNT@", std::to_string(cpu.m_nPhysicalProcessors)},
+        {"@OTHERCOUNT@", std::to_string(cpu.m_nPhysicalProcessors + 1)},
+        {"@OS@", strOwnOS},
+        {"@OTHEROS@", strOwnOS == "WINDOWS 95" ? "Windows 98" : "Windows 95"},
+        {"@KB@", std::to_string(GetVistaKB940105Flag())},
+        {"@OTHERKB@", std::to_string(1 - GetVistaKB940105Flag())},
+    };
+    const char k_szGPU[] = R"("Requirement_GPU" { "VendorID" "none" "Is64BitWindows" "0" })";
+    const char k_szOS64[] = R"("Requirement_OS" { "Is64BitWindows" "1" })";
+    // {groups of the entry, the run's language, whether they hold}
+    const std::tuple<std::string, const char*, bool> rgCases[] = {
+        {R"("Requirement_CPU" {})", "english", true},
+        {R"("Requirement_CPU" { "ProcessorID" "@CPU@" })", "english", true},
+        {R"("Requirement_CPU" { "ProcessorID" "@OTHERCPU@" })", "english", false},
+        {R"("requirement_cpu" { "PhysicalProcessors" "@COUNT@" })", "english", true},
+        {R"("Requirement_CPU" { "PhysicalProcessors" "0" "ProcessorID" "@CPU@" })", "", true},
+        {R"("Requirement_CPU" { "PhysicalProcessors" "@OTHERCOUNT@" })", "english", false},
+        {R"("Requirement_CPU" { "ProcessorID" "@CPU@" "PhysicalProcessors" "@OTHERCOUNT@" })", "english",
          false},
-        {"own driver flag", {{"Requirement_OS", {{"VistaKB940105", strKB940105}}}}, "english", true},
-        {"other driver flag", {{"Requirement_OS", {{"VistaKB940105", strNotKB940105}}}}, "english", false},
-    });
-}
-
-TEST(Requirements, LanguageDefaultsToEnglish)
-{
-    ExpectCases({
-        {"default, english", {{"Requirement_Language", {}}}, "english", true},
-        {"default, ENGLISH", {{"Requirement_Language", {}}}, "ENGLISH", true},
-        {"default, german", {{"Requirement_Language", {}}}, "german", false},
-        {"default, no language", {{"Requirement_Language", {}}}, "", false},
-        {"German, german", {{"Requirement_Language", {{"GameLanguage", "German"}}}}, "german", true},
-        {"german, english", {{"requirement_language", {{"GameLanguage", "german"}}}}, "english", false},
-    });
-}
-
-TEST(Requirements, EveryGroupCountsAndOtherNamesAreIgnored)
-{
-    const Group_s failingGpu = {"Requirement_GPU", {{"VendorID", "none"}, {"Is64BitWindows", "0"}}};
-    const Group_s failingLanguage = {"Requirement_Language", {{"GameLanguage", "klingon"}}};
-    const Group_s passingOS = {"Requirement_OS", {{"Is64BitWindows", "1"}}};
-    ExpectCases({
-        {"no groups", {}, "german", true},
-        {"unknown group only", {failingGpu}, "english", true},
-        {"failure last", {passingOS, failingGpu, failingLanguage}, "english", false},
-        {"failure first", {failingLanguage, passingOS}, "english", false},
-        {"two passing", {passingOS, {"Requirement_Language", {}}}, "English", true},
-    });
+        {k_szOS64, "english", true},
+        {R"("Requirement_OS" { "Is64BitWindows" "0" })", "english", false},
+        {R"("REQUIREMENT_OS" { "OSType" "@OS@" })", "english", true},
+        {R"("Requirement_OS" { "OSType" "@OTHEROS@" "Is64BitWindows" "1" })", "english", false},
+        {R"("Requirement_OS" { "VistaKB940105" "@KB@" })", "english", true},
+        {R"("Requirement_OS" { "VistaKB940105" "@OTHERKB@" })", "english", false},
+        {R"("Requirement_Language" {})", "ENGLISH", true},
+        {R"("Requirement_Language" {})", "german", false},
+        {R"("Requirement_Language" {})", "", false},
+        {R"("Requirement_Language" { "GameLanguage" "German" })", "german", true},
+        {R"("requirement_language" { "GameLanguage" "german" })", "english", false},
+        {"", "german", true},
+        {k_szGPU, "english", true},
+        {k_szOS64 + std::string(k_szGPU) + R"("Requirement_Language" { "GameLanguage" "x" })", "english",
+         false},
+        {R"("Requirement_Language" { "GameLanguage" "x" })" + std::string(k_szOS64), "english", false},
+        {k_szOS64 + std::string(R"("Requirement_Language" {})"), "English", true},
+    };
+    for (const auto& [strGroups, pszLanguage, bHolds] : rgCases)
+    {
+        // Plain values beside the groups, even under a requirement's name, are not groups.
+        std::string strText = "\"entry\" { \"Requirement_OS_Value\" \"x\" " + strGroups + " }";
+        for (const auto& [pszMark, strValue] : rgMarks)
+        {
+            for (size_t iMark; (iMark = strText.find(pszMark)) != std::string::npos;)
+                strText.replace(iMark, strlen(pszMark), strValue);
+        }
+        CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
+        std::unique_ptr<KeyValues> pkvEntry(new KeyValues(""));
+        ASSERT_TRUE(pkvEntry->LoadFromBuffer("entry", buf)) << strText;
+        EXPECT_EQ(bHolds, BCheckRequirements(pkvEntry.get(), pszLanguage)) << strText << " " << pszLanguage;
+    }
 }
 
 } // namespace
