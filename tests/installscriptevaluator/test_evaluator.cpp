@@ -18,12 +18,8 @@ TEST(Evaluator, CommandLineForms)
     CScratchAppKey appKey(990401);
     // Progress records exist, but a fresh process runs nothing and so answers nothing.
     RawSetDword(HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY, appKey.Key(), L"InstallCount", 3);
-    const std::vector<std::string> rgvecArgs[] = {{},
-                                                  {"--GET-CURRENT-STEP", "990401"},
-                                                  {"--get-current-step", "0x10"},
-                                                  {"--get-current-step"},
-                                                  {"--get-current-step", "990401", "more"},
-                                                  {"missing.vdf"}};
+    const std::vector<std::string> rgvecArgs[] = {
+        {}, {"--GET-CURRENT-STEP", "990401"}, {"--get-current-step", "0x10"}, {"missing.vdf"}};
     for (const std::vector<std::string>& vecArgs : rgvecArgs)
     {
         const EvaluatorRun_s run = RunEvaluator(dir, vecArgs);
@@ -47,33 +43,25 @@ TEST(Evaluator, JobFilesExitCodesAndLogLines)
     const std::string strTranslated = "[Standalone] translated install path: " + dir.File("game");
     const std::string strScript = "\"compat_installscript\" { \"Registry\" {} }";
     const std::string strGroup = Group(990402, 1, strGame, strScript);
-    const struct
-    {
-        std::string m_strJob;
-        const char* m_pszHostExe;
-        int m_nExitCode;
-        std::vector<std::string> m_vecLog;
-    } rgCases[] = {
+    const std::string strUntranslated = "[Standalone] failed to translate path";
+    // {job text, build of the evaluator, exit code, log}
+    const std::tuple<std::string, const char*, int, std::vector<std::string>> rgCases[] = {
         {Job(strGroup), ISE_EVALUATOR_EXE, 0, {strTranslated}},
         {Job(Group(990402, 7, strGame, strScript)), ISE_EVALUATOR_EXE, 0, {strTranslated}},
         {Job(Group(990402, 1, strGame, "") + strGroup),
          ISE_EVALUATOR_EXE,
          1,
          {"[Standalone] missing a compat_installscript section", strTranslated}},
-        {Job(strGroup + strGroup),
-         ISE_EVALUATOR_NOTRANSLATION_EXE,
-         1,
-         {"[Standalone] failed to translate path", "[Standalone] failed to translate path"}},
+        {Job(strGroup + strGroup), ISE_EVALUATOR_NOTRANSLATION_EXE, 1, {strUntranslated, strUntranslated}},
         {"{{ \"x\" } } }", ISE_EVALUATOR_EXE, 0, {}},
         {"", ISE_EVALUATOR_EXE, 0, {}},
     };
-    for (const auto& testCase : rgCases)
+    for (const auto& [strJob, pszHostExe, nExitCode, vecLog] : rgCases)
     {
-        SCOPED_TRACE(testCase.m_strJob);
         DeleteFileW(Widen(dir.File("installscriptevalutor_log.txt")).c_str());
-        dir.Write("job.vdf", testCase.m_strJob);
-        EXPECT_EQ(testCase.m_nExitCode, RunEvaluator(dir, {"job.vdf"}, testCase.m_pszHostExe).m_nExitCode);
-        EXPECT_EQ(testCase.m_vecLog, dir.LogLines());
+        dir.Write("job.vdf", strJob);
+        EXPECT_EQ(nExitCode, RunEvaluator(dir, {"job.vdf"}, pszHostExe).m_nExitCode) << strJob;
+        EXPECT_EQ(vecLog, dir.LogLines()) << strJob;
     }
 }
 
@@ -81,14 +69,11 @@ TEST(Evaluator, CleanupAndUninstallForgetRunOnceRecordsButNotAll)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990404);
-    CScratchRegKey overrideKey("Software");
-    std::string strOverrideKey = overrideKey.Path();
-    strOverrideKey.insert(strOverrideKey.find('\\'), "\\"); // one backslash, escaped in the job
-    const std::string strScript = "\"compat_installscript\" { \"Run Process\" { \"rp\" {} }"
-                                  " \"Run Process On Update\" { \"up\" {} } \"File Template\" { \"ft\" {} }"
-                                  " \"Copy Files\" { \"keep\" { \"NoCleanUp\" \"1\" } }"
-                                  " \"Create Folders\" { \"ov\" { \"HasRunKey\" \"HKEY_CURRENT_USER\\\\" +
-                                  strOverrideKey + "\" } } \"Firewall\" { \"p\" \"x.exe\" } }";
+    const char* pszScript =
+        R"("compat_installscript" { "Run Process" { "rp" {} } "Run Process On Update" { "up" {} }
+        "File Template" { "ft" {} } "Copy Files" { "keep" { "NoCleanUp" "1" } } "Firewall" { "p" "x.exe" }
+        "Create Folders" { "ov" { "HasRunKey" "HKEY_CURRENT_USER\\@APP@\\moved" } } })";
+    const std::string strScript = Replaced(pszScript, "@APP@", Replaced(appKey.Key(), "\\", "\\\\"));
     for (int nMode : {4, 3})
     {
         SCOPED_TRACE(nMode);
@@ -99,10 +84,9 @@ TEST(Evaluator, CleanupAndUninstallForgetRunOnceRecordsButNotAll)
         }
         for (const wchar_t* pwszName : {L"ft", L"keep", L"Firewall"})
             RawSetDword(HKEY_CURRENT_USER, 0, appKey.Key(), pwszName, 1);
-        RawSetDword(HKEY_CURRENT_USER, 0, overrideKey.Path(), L"ov", 1);
-        dir.Write("job.vdf", Job(Group(990404, nMode, dir.HostPath("game"), strScript)));
+        RawSetDword(HKEY_CURRENT_USER, 0, appKey.Key() + "\\moved", L"ov", 1);
 
-        EXPECT_EQ(0, RunEvaluator(dir, {"job.vdf"}).m_nExitCode);
+        EXPECT_EQ(std::vector<std::string>{}, RunGroupJob(dir, 990404, nMode, strScript));
         for (REGSAM samView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
         {
             EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, samView, appKey.Key(), L"rp"));
@@ -113,7 +97,7 @@ TEST(Evaluator, CleanupAndUninstallForgetRunOnceRecordsButNotAll)
         EXPECT_FALSE(RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"ft"));
         EXPECT_TRUE(RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"keep"));
         EXPECT_FALSE(RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"Firewall"));
-        EXPECT_FALSE(RawGetDword(HKEY_CURRENT_USER, 0, overrideKey.Path(), L"ov"));
+        EXPECT_FALSE(RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key() + "\\moved", L"ov"));
     }
 }
 
