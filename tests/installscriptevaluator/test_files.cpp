@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <tuple>
 
 #include "evaluatortestsupport.h"
 #include "regtestutil.h"
@@ -26,36 +27,27 @@ public:
     CFilesJob(unsigned int unAppID, int nMode, const std::string& strScript)
         : m_unAppID(unAppID), m_nMode(nMode), m_strScript(strScript), m_appKey(unAppID)
     {
-        WriteJob("english");
     }
-    void WriteJob(const std::string& strLanguage) const
+    std::string GroupKeys(const std::string& strLanguage) const
     {
-        m_dir.Write("job.vdf", Job(Group(m_unAppID, m_nMode, m_dir.HostPath("game"),
-                                         "\"language\" \"" + strLanguage + "\" \"compat_installscript\" { " +
-                                             m_strScript + " }")));
+        return "\"language\" \"" + strLanguage + "\" \"compat_installscript\" { " + m_strScript + " }";
     }
-    int Run(const std::string& strLanguage = "english") const
+    // Runs the job and answers its log lines without the app's own prefix, which they must carry.
+    std::vector<std::string> Run(const std::string& strLanguage = "english") const
     {
-        WriteJob(strLanguage);
-        DeleteFileW(Widen(m_dir.File("installscriptevalutor_log.txt")).c_str());
-        return RunEvaluator(m_dir, {"job.vdf"}).m_nExitCode;
+        std::vector<std::string> vecLines = RunGroupJob(m_dir, m_unAppID, m_nMode, GroupKeys(strLanguage));
+        const std::string strPrefix = "[AppID " + std::to_string(m_unAppID) + "] ";
+        for (std::string& strLine : vecLines)
+            strLine = strLine.rfind(strPrefix, 0) == 0 ? strLine.substr(strPrefix.size()) : "?" + strLine;
+        return vecLines;
     }
     void Write(const std::string& strName, const std::string& strText) const
     {
-        fs::create_directories(fs::path(Widen(m_dir.File("game\\" + strName))).parent_path());
         m_dir.Write("game\\" + strName, strText);
     }
     std::string Read(const std::string& strName) const { return m_dir.Read("game\\" + strName); }
     // "%INSTALLDIR%/" + strName as the evaluator expands it.
     std::string Expanded(const std::string& strName) const { return m_dir.File("game") + "/" + strName; }
-    // The log's lines: the translated path, then these messages of the app.
-    std::vector<std::string> Log(const std::vector<std::string>& vecMessages) const
-    {
-        std::vector<std::string> vecLines = {"[Standalone] translated install path: " + m_dir.File("game")};
-        for (const std::string& strMessage : vecMessages)
-            vecLines.push_back("[AppID " + std::to_string(m_unAppID) + "] " + strMessage);
-        return vecLines;
-    }
     std::optional<DWORD> HasRun(const std::string& strEntry) const
     {
         return RawGetDword(HKEY_CURRENT_USER, 0, m_appKey.Key(), Widen(strEntry).c_str());
@@ -68,32 +60,11 @@ public:
     CScratchAppKey m_appKey;
 };
 
-// Sections as "name{...}", values as "name=text,".
-std::string Flatten(KeyValues* pkv)
-{
-    std::string strText;
-    for (; pkv; pkv = pkv->GetNextKey())
-    {
-        strText += pkv->GetName();
-        strText += pkv->GetDataType() == KeyValues::TYPE_NONE ? "{" + Flatten(pkv->GetFirstSubKey()) + "}"
-                                                              : "=" + std::string(pkv->GetString()) + ",";
-    }
-    return strText;
-}
-
-void Substitute(std::string* pstrText, const std::string& strMark, const std::string& strBy)
-{
-    for (size_t iMark = 0; (iMark = pstrText->find(strMark, iMark)) != std::string::npos;
-         iMark += strBy.size())
-        pstrText->replace(iMark, strMark.size(), strBy);
-}
-
 TEST(FileSections, ALaunchRunDoesEachFileSectionOnceUnlessTheLanguageChanges)
 {
-    CScratchRegKey regKey("Software");
-    RawSetString(HKEY_CURRENT_USER, 0, regKey.Path(), L"Greeting", L"hello");
-    std::string strScript = R"("File Template" { "tpl" { "template_file" "%INSTALLDIR%/tpl.txt"
-            "output_file" "%INSTALLDIR%/cfg/out.txt" "GREETING" "HKEY_CURRENT_USER\\@KEY@\\Greeting" } }
+    CFilesJob job(991711, 1, R"("File Template" { "tpl" { "template_file" "%INSTALLDIR%/tpl.txt"
+            "output_file" "%INSTALLDIR%/cfg/out.txt"
+            "GREETING" "HKEY_CURRENT_USER\\Software\\Pellan\\Korvex\\Apps\\991711\\Greeting" } }
         "Copy Folders" { "cf" { "SrcFolder" "%INSTALLDIR%/tree" "DstFolder" "%INSTALLDIR%/tree_copy"
                                 "SrcFolder_e" "%INSTALLDIR%/empty" "DstFolder_e" "%INSTALLDIR%/empty_copy" }
                          "cfbad" { "SrcFolder" "%INSTALLDIR%/nothing" "DstFolder" "%INSTALLDIR%/n" } }
@@ -102,17 +73,15 @@ TEST(FileSections, ALaunchRunDoesEachFileSectionOnceUnlessTheLanguageChanges)
                               "SrcFile2" "%INSTALLDIR%/missing.txt" }
                        "orphan" { "SrcFile" "%INSTALLDIR%/a.txt" }
                        "tolerant" { "SrcFile" "%INSTALLDIR%/a.txt" "IgnoreExitCode" "1" }
-                       "lang" { "ResetOnLanguageChange" "1" "SrcFile" "%INSTALLDIR%/a.txt" "DstFile" "%INSTALLDIR%/l.txt" } }
+                       "lang" { "ResetOnLanguageChange" "1"
+                                "SrcFile" "%INSTALLDIR%/a.txt" "DstFile" "%INSTALLDIR%/l.txt" } }
         "Create Folders" { "mk" { "Folder" "%INSTALLDIR%/made" } }
         "symlink" { "ln" { "link" "%INSTALLDIR%/l0" "target" "%INSTALLDIR%/a.txt"
                            "LINK2" "%INSTALLDIR%/l2" "target2" "%INSTALLDIR%/tree" "IgnoreExitCode" "1" }
                     "lnbad" { "link" "%INSTALLDIR%/l3" "target" "%INSTALLDIR%/gone" } }
         "Delete Files" { "rm" { "File" "%INSTALLDIR%/ro.txt" "File2" "%INSTALLDIR%/missing.txt" }
-                         "rmdir" { "FileDir" "%INSTALLDIR%/tree" } })";
-    std::string strKey = regKey.Path();
-    Substitute(&strKey, "\\", "\\\\");
-    Substitute(&strScript, "@KEY@", strKey);
-    CFilesJob job(991711, 1, strScript);
+                         "rmdir" { "FileDir" "%INSTALLDIR%/tree" } })");
+    RawSetString(HKEY_CURRENT_USER, 0, job.m_appKey.Key(), L"Greeting", L"hello");
     job.m_dir.InstallServiceStub();
     for (const char* pszFile : {"a.txt", "b.txt", "tree/x.txt", "tree/.dot/y.txt", "tree/.z", "ro.txt"})
         job.Write(pszFile, pszFile);
@@ -124,47 +93,42 @@ TEST(FileSections, ALaunchRunDoesEachFileSectionOnceUnlessTheLanguageChanges)
                                   ",IgnoreExitCode=0,}ln2{from=" + job.Expanded("l2") +
                                   ",to=" + job.Expanded("tree") + ",IgnoreExitCode=0,}}Run Process{}";
     const std::string strCopyFailed = "Failed to copy file \"" + job.Expanded("a.txt") + "\"";
-    const std::string strReset = "OnCopyFilesKey lang: Languages do not match, resetting the HasRunCommand";
-    const struct
+    // What the first run makes; later runs must leave the edits made after each run.
+    const std::pair<const char*, std::string> rgMadeOnce[] = {
+        {"cfg/out.txt", "dir=" + job.m_dir.File("game") + " g=hello u=%ISE_NOT_SET%\r\n"},
+        {"tree_copy/x.txt", "tree/x.txt"},
+        {"b/a.txt", "a.txt"},
+        {"b/b.txt", "b.txt"}};
+    // {language, first run, "lang" copied again}
+    const std::tuple<const char*, bool, bool> rgRuns[] = {
+        {"english", true, true}, {"ENGLISH", false, false}, {"german", false, true}};
+    for (const auto& [pszLanguage, bFirst, bLanguageCopied] : rgRuns)
     {
-        const char* m_pszLanguage;
-        bool m_bFirst;
-        bool m_bLanguageCopied;
-    } rgRuns[] = {{"english", true, true}, {"ENGLISH", false, false}, {"german", false, true}};
-    for (const auto& run : rgRuns)
-    {
-        SCOPED_TRACE(run.m_pszLanguage);
+        SCOPED_TRACE(pszLanguage);
         DeleteFileW(Widen(job.m_dir.File("handed_runasadmin.vdf")).c_str());
-        EXPECT_EQ(0, job.Run(run.m_pszLanguage));
-        const std::string strKept = run.m_bFirst ? "" : "edited";
-        EXPECT_EQ(run.m_bFirst ? "dir=" + job.m_dir.File("game") + " g=hello u=%ISE_NOT_SET%\r\n" : strKept,
-                  job.Read("cfg\\out.txt"));
-        EXPECT_EQ(run.m_bFirst ? "tree/x.txt" : strKept, job.Read("tree_copy\\x.txt"));
-        EXPECT_EQ(run.m_bFirst ? "a.txt" : strKept, job.Read("b\\a.txt"));
-        EXPECT_EQ(run.m_bFirst ? "b.txt" : strKept, job.Read("b\\b.txt"));
-        EXPECT_EQ(run.m_bLanguageCopied ? "a.txt" : "edited", job.Read("l.txt"));
-        EXPECT_EQ(!run.m_bFirst, job.m_dir.Exists("game\\ro.txt"));
+        std::vector<std::string> vecMessages = {"Failed to copy folder \"" + job.Expanded("nothing") + "\"",
+                                                strCopyFailed};
+        if (bFirst)
+            vecMessages.push_back(strCopyFailed);
+        if (bLanguageCopied)
+            vecMessages.push_back("OnCopyFilesKey lang: Languages do not match, resetting the HasRunCommand");
+        vecMessages.push_back("Failed to build symlink target \"" + job.Expanded("gone") + "\"");
+        vecMessages.push_back("Failed to delete file \"" + job.Expanded("tree") + "\"");
+        EXPECT_EQ(vecMessages, job.Run(pszLanguage));
+
+        for (const auto& [pszFile, strMade] : rgMadeOnce)
+            EXPECT_EQ(bFirst ? strMade : "edited", job.Read(pszFile)) << pszFile;
+        EXPECT_EQ(bLanguageCopied ? "a.txt" : "edited", job.Read("l.txt"));
+        EXPECT_EQ(!bFirst, job.m_dir.Exists("game\\ro.txt"));
         for (const char* pszAbsent : {"tree_copy\\.dot", "tree_copy\\.z", "empty_copy", "n"})
             EXPECT_FALSE(job.m_dir.Exists(std::string("game\\") + pszAbsent)) << pszAbsent;
         EXPECT_TRUE(job.m_dir.Exists("game\\made"));
-        KeyValues* pkvHanded = ParseKeyValues(job.m_dir.Read("handed_runasadmin.vdf"));
-        EXPECT_EQ(strHanded, Flatten(pkvHanded));
-        delete pkvHanded;
-
-        std::vector<std::string> vecMessages = {"Failed to copy folder \"" + job.Expanded("nothing") + "\"",
-                                                strCopyFailed};
-        if (run.m_bFirst)
-            vecMessages.push_back(strCopyFailed);
-        if (run.m_bLanguageCopied)
-            vecMessages.push_back(strReset);
-        vecMessages.push_back("Failed to build symlink target \"" + job.Expanded("gone") + "\"");
-        vecMessages.push_back("Failed to delete file \"" + job.Expanded("tree") + "\"");
-        EXPECT_EQ(job.Log(vecMessages), job.m_dir.LogLines());
+        EXPECT_EQ(strHanded, Flatten(ParseKeyValues(job.m_dir.Read("handed_runasadmin.vdf")).get()));
         // Failed entries and symbolic links keep no record, so they run again every time.
-        EXPECT_EQ(8, RawCountEntries(HKEY_CURRENT_USER, 0, job.m_appKey.Key()));
+        EXPECT_EQ(9, RawCountEntries(HKEY_CURRENT_USER, 0, job.m_appKey.Key())); // and "Greeting"
         for (const char* pszEntry : {"tpl", "cf", "cp", "tolerant", "lang", "mk", "rm"})
             EXPECT_EQ(1u, job.HasRun(pszEntry)) << pszEntry;
-        EXPECT_EQ(run.m_pszLanguage[0] == 'g' ? "german" : "english",
+        EXPECT_EQ(pszLanguage[0] == 'g' ? "german" : "english",
                   RawGetString(HKEY_CURRENT_USER, 0, job.m_appKey.Key(), L"lang_lang"));
 
         for (const char* pszFile :
@@ -184,15 +148,13 @@ TEST(FileSections, UninstallDeletesByNameOrTextAndOnlyLogsWhatItCannot)
     HANDLE hHeld = CreateFileW(Widen(job.m_dir.File("game\\held.txt")).c_str(), GENERIC_READ, FILE_SHARE_READ,
                                nullptr, OPEN_EXISTING, 0, nullptr);
 
-    EXPECT_EQ(0, job.Run());
+    EXPECT_EQ((std::vector<std::string>{"Failed to make file writable for deletion [" +
+                                            job.Expanded("missing.txt") + "]",
+                                        "Failed to delete file [" + job.Expanded("held.txt") + "]"}),
+              job.Run());
     CloseHandle(hHeld);
-    EXPECT_FALSE(job.m_dir.Exists("game\\byname.txt"));
-    EXPECT_FALSE(job.m_dir.Exists("game\\ro.txt"));
-    EXPECT_TRUE(job.m_dir.Exists("game\\keep.txt"));
-    EXPECT_TRUE(job.m_dir.Exists("game\\held.txt"));
-    EXPECT_EQ(job.Log({"Failed to make file writable for deletion [" + job.Expanded("missing.txt") + "]",
-                       "Failed to delete file [" + job.Expanded("held.txt") + "]"}),
-              job.m_dir.LogLines());
+    EXPECT_FALSE(job.m_dir.Exists("game\\byname.txt") || job.m_dir.Exists("game\\ro.txt"));
+    EXPECT_TRUE(job.m_dir.Exists("game\\keep.txt") && job.m_dir.Exists("game\\held.txt"));
 }
 
 TEST(FileSections, MalformedEntriesAreLoggedOrSkippedNeverFatal)
@@ -210,19 +172,16 @@ TEST(FileSections, MalformedEntriesAreLoggedOrSkippedNeverFatal)
         "symlink" { "longentry" { "@LINK@" "%INSTALLDIR%/l" } }
         "File Template" { "bad" { "template_file" "@BAD@" "output_file" "%INSTALLDIR%/o.txt"
                                   "@BAD@" "HKEY_CURRENT_USER\\Software\\@BAD@\\v" } })";
-    Substitute(&strScript, "@LONG@", strLong);
-    Substitute(&strScript, "@PAST@", strPastLongPaths);
-    Substitute(&strScript, "@LINK@", strLinkName);
-    Substitute(&strScript, "@BAD@", "\xff\xfe");
-    CFilesJob job(991713, 1, strScript);
+    strScript = Replaced(Replaced(strScript, "@LONG@", strLong), "@PAST@", strPastLongPaths);
+    CFilesJob job(991713, 1, Replaced(Replaced(strScript, "@LINK@", strLinkName), "@BAD@", "\xff\xfe"));
 
-    EXPECT_EQ(0, job.Run());
     // The expansion refuses the first path, so the copy names an empty one.
-    EXPECT_EQ(job.Log({"Failed to create file template \"\xef\xbf\xbd\xef\xbf\xbd\"",
-                       "Failed to copy folder \"\"", "Failed to create folder \"" + strPastLongPaths + "\"",
-                       "Failed to build symlink source \"" + strLinkName + "\"",
-                       "Failed to build symlink target \"\""}),
-              job.m_dir.LogLines());
+    EXPECT_EQ((std::vector<std::string>{"Failed to create file template \"\xef\xbf\xbd\xef\xbf\xbd\"",
+                                        "Failed to copy folder \"\"",
+                                        "Failed to create folder \"" + strPastLongPaths + "\"",
+                                        "Failed to build symlink source \"" + strLinkName + "\"",
+                                        "Failed to build symlink target \"\""}),
+              job.Run());
 }
 
 // Every file below the directory with its size and time, but for the paths left out and
@@ -265,25 +224,16 @@ TEST(FileSections, ACopyRunKilledHalfWayCompletesOnTheNextRunWithoutRepeatingFin
     const auto mapBefore = Snapshot(job.m_dir, "game\\dst");
 
     // Killed once the third entry has begun: the first two have finished by then.
-    std::wstring wstrCommandLine = L"\"" + Widen(DosPathOf(ISE_EVALUATOR_EXE)) + L"\" job.vdf";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION process = {};
-    ASSERT_TRUE(CreateProcessW(nullptr, wstrCommandLine.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                               Widen(job.m_dir.Path()).c_str(), &startup, &process));
-    while (!job.m_dir.Exists("game\\dst\\2") && WaitForSingleObject(process.hProcess, 1) == WAIT_TIMEOUT)
-    {
-    }
-    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(process.hProcess, 0)) << "the run ended before the kill";
-    TerminateProcess(process.hProcess, 9);
-    WaitForSingleObject(process.hProcess, INFINITE);
-    CloseHandle(process.hThread);
-    CloseHandle(process.hProcess);
+    job.m_dir.Write("job.vdf", Job(Group(991714, 1, job.m_dir.HostPath("game"), job.GroupKeys("english"))));
+    EXPECT_EQ(99, RunEvaluator(job.m_dir, {"job.vdf"}, ISE_EVALUATOR_EXE,
+                               [&job]() { return job.m_dir.Exists("game\\dst\\2"); })
+                      .m_nExitCode)
+        << "the run ended before the kill";
     EXPECT_EQ(1u, job.HasRun("e1"));
     EXPECT_FALSE(job.HasRun("e5"));
 
     job.Write("dst\\0\\f0", "edited");
-    EXPECT_EQ(0, job.Run());
+    EXPECT_EQ(std::vector<std::string>{}, job.Run());
     EXPECT_EQ("edited", job.Read("dst\\0\\f0"));
     for (int iEntry = 0; iEntry < k_nEntries; ++iEntry)
     {
