@@ -41,7 +41,7 @@ private:
 
 struct EvaluatorRun_s
 {
-    int m_nExitCode = -1;    // 99 when killed
+    int m_nExitCode = -1;    // 99 when killed, and after a minute
     std::string m_strOutput; // standard output and standard error
 };
 
