@@ -40,12 +40,6 @@ bool V_StringHasPrefixCaseless(const char* pszText, const char* pszPrefix)
     return V_strnicmp(pszText, pszPrefix, strlen(pszPrefix)) == 0;
 }
 
-void V_strlower(char* psz)
-{
-    for (; *psz; ++psz)
-        *psz = V_tolower_ascii(*psz);
-}
-
 void V_strncpy(char* pszDest, const char* pszSrc, size_t cchDest)
 {
     if (cchDest == 0)

@@ -21,7 +21,6 @@ int V_strnicmp(const char* psz1, const char* psz2, size_t nMaxChars);
 const char* V_stristr(const char* pszHaystack, const char* pszNeedle);
 // True when pszText begins with pszPrefix, case ignored.
 bool V_StringHasPrefixCaseless(const char* pszText, const char* pszPrefix);
-void V_strlower(char* psz);
 
 // Copies with truncation; the destination is always terminated when its size is non-zero.
 void V_strncpy(char* pszDest, const char* pszSrc, size_t cchDest);

@@ -21,7 +21,8 @@ TEST(Requirements, ProcessorOperatingSystemAndLanguageGroupsAllCountAndOthersAre
 {
     const CPUInformation_s& cpu = GetCPUInformation();
     std::string strOwnCPU = cpu.m_pszProcessorID;
-    V_strlower(&strOwnCPU[0]);
+    for (char& ch : strOwnCPU)
+        ch = V_tolower_ascii(ch);
     std::string strOwnOS = PchNameFromEOSType(GetRunningOSType());
     for (char& ch : strOwnOS)
         ch = V_toupper_ascii(ch);
