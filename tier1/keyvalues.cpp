@@ -10,6 +10,7 @@
 #include <limits>
 #include <vector>
 
+#include "keyvalues_pool.h"
 #include "tier0/dbg.h"
 #include "vstdlib/strtools.h"
 
@@ -170,7 +171,7 @@ void KeyValues::Init()
     memset(&m_Value, 0, sizeof(m_Value));
     m_iKeyName = 0;
     m_iDataType = TYPE_NONE;
-    m_iUnused = 0;
+    m_bPooledText = 0;
     m_bHasEscapeSequences = 0;
     m_bHeapString = 0;
     m_pPeer = nullptr;
@@ -223,7 +224,7 @@ void KeyValues::FreeValue()
         case TYPE_STRING:
         case TYPE_WSTRING:
             if (m_bHeapString)
-                free(m_Value.m_pszHeap);
+                FreeHeapText();
             break;
         case TYPE_BINARY:
             free(m_Value.m_binary.m_pubData);
@@ -234,6 +235,20 @@ void KeyValues::FreeValue()
     memset(&m_Value, 0, sizeof(m_Value));
     m_iDataType = TYPE_NONE;
     m_bHeapString = 0;
+    m_bPooledText = 0;
+}
+
+void* KeyValues::AllocHeapText(size_t cub)
+{
+    return cub <= k_cubPooledTextMax ? KeyValuesPoolAllocText((uint32)cub) : AllocOrDie(cub);
+}
+
+void KeyValues::FreeHeapText()
+{
+    if (m_bPooledText)
+        KeyValuesPoolFreeText(m_Value.m_pszHeap);
+    else
+        free(m_Value.m_pszHeap);
 }
 
 void KeyValues::Clear()
@@ -611,12 +626,13 @@ void KeyValues::SetInlineOrHeapString(const char* pchText, size_t cchText)
     }
     else
     {
-        char* pszHeap = (char*)AllocOrDie(cchText + 1);
+        char* pszHeap = (char*)AllocHeapText(cchText + 1);
         memcpy(pszHeap, pchText, cchText);
         pszHeap[cchText] = '\0';
         FreeValue();
         m_Value.m_pszHeap = pszHeap;
         m_bHeapString = 1;
+        m_bPooledText = (cchText + 1 <= k_cubPooledTextMax);
     }
     m_iDataType = TYPE_STRING;
 }
@@ -642,11 +658,13 @@ void KeyValues::SetWString(const wchar16* pwszValue)
     }
     else
     {
-        wchar16* pwszHeap = (wchar16*)AllocOrDie((cch + 1) * sizeof(wchar16));
-        memcpy(pwszHeap, pwszValue, (cch + 1) * sizeof(wchar16));
+        size_t cub = (cch + 1) * sizeof(wchar16);
+        wchar16* pwszHeap = (wchar16*)AllocHeapText(cub);
+        memcpy(pwszHeap, pwszValue, cub);
         FreeValue();
         m_Value.m_pwszHeap = pwszHeap;
         m_bHeapString = 1;
+        m_bPooledText = (cub <= k_cubPooledTextMax);
     }
     m_iDataType = TYPE_WSTRING;
 }

@@ -1,8 +1,10 @@
-// KeyValues nodes come from 64 KiB chunks aligned to their size, so a node finds its
-// chunk by masking its address and a node costs exactly its 32 bytes. Each thread works
-// in one of eight shards, so threads rarely meet on a lock; a node goes back to the shard
-// that made it. Every operation is O(1) under the shard's spin lock, whose critical
-// sections are a few loads and stores; chunks are allocated and released outside it.
+// KeyValues nodes and short heap texts come from 64 KiB chunks aligned to their size, so
+// an object finds its chunk by masking its address and costs exactly its size class. The
+// chunks come from the system's page allocator: an aligned heap block would cost twice
+// its size in the C runtimes. Each thread works in one of eight shards, so threads rarely
+// meet on a lock; an object goes back to the pool that made it. Every operation is O(1)
+// under the pool's spin lock, whose critical sections are a few loads and stores; chunks
+// are mapped and released outside it.
 
 #include "tier1/keyvalues_pool.h"
 
@@ -12,6 +14,12 @@
 
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <sys/mman.h>
+#endif
 
 #if defined(__SANITIZE_ADDRESS__)
 #define ISE_POOL_ASAN 1
@@ -23,7 +31,7 @@
 
 #ifdef ISE_POOL_ASAN
 #include <sanitizer/asan_interface.h>
-// Free nodes are poisoned so a use after destroy is caught in sanitizer runs.
+// Free objects are poisoned so a use after destroy is caught in sanitizer runs.
 #define POOL_POISON(p, cub) ASAN_POISON_MEMORY_REGION((p), (cub))
 #define POOL_UNPOISON(p, cub) ASAN_UNPOISON_MEMORY_REGION((p), (cub))
 #else
@@ -34,30 +42,82 @@
 namespace
 {
 constexpr size_t k_cubChunk = 65536;
+constexpr size_t k_cubChunkHeader = 64;
 constexpr int k_nShardBits = 3;
 constexpr uint32 k_cShards = 1u << k_nShardBits;
-constexpr size_t k_cubNode = sizeof(KeyValues);
+constexpr uint32 k_cubTextGrain = 8;
+// Class 0 holds nodes; class n holds texts of up to n * 8 bytes.
+constexpr uint32 k_cClasses = 1 + k_cubPooledTextMax / k_cubTextGrain;
 
-struct FreeNode_s
+std::atomic<uint64> s_cubHeld{0};
+std::atomic<uint64> s_cubHeldPeak{0};
+
+void* MapChunk()
 {
-    FreeNode_s* m_pNext;
+#ifdef _WIN32
+    // The system's allocation granularity is 64 KiB: every block starts aligned.
+    return VirtualAlloc(nullptr, k_cubChunk, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+#else
+    const int nProt = PROT_READ | PROT_WRITE, nFlags = MAP_PRIVATE | MAP_ANONYMOUS;
+    // New mappings usually sit right below the last one, so the first try tends to be
+    // aligned; otherwise twice the size is mapped and trimmed to the aligned middle.
+    char* pch = (char*)mmap(nullptr, k_cubChunk, nProt, nFlags, -1, 0);
+    if (pch == (char*)MAP_FAILED)
+        return nullptr;
+    if (((uintp)pch & (k_cubChunk - 1)) == 0)
+        return pch;
+    munmap(pch, k_cubChunk);
+    pch = (char*)mmap(nullptr, 2 * k_cubChunk, nProt, nFlags, -1, 0);
+    if (pch == (char*)MAP_FAILED)
+        return nullptr;
+    char* pchAligned = (char*)(((uintp)pch + k_cubChunk - 1) & ~(uintp)(k_cubChunk - 1));
+    if (pchAligned != pch)
+        munmap(pch, (size_t)(pchAligned - pch));
+    munmap(pchAligned + k_cubChunk, (size_t)(pch + k_cubChunk - pchAligned));
+    return pchAligned;
+#endif
+}
+
+void UnmapChunk(void* pChunk)
+{
+#ifdef _WIN32
+    VirtualFree(pChunk, 0, MEM_RELEASE);
+#else
+    munmap(pChunk, k_cubChunk);
+#endif
+}
+
+void NoteHeld(int64 cubChange)
+{
+    uint64 cubNow = s_cubHeld.fetch_add((uint64)cubChange, std::memory_order_relaxed) + (uint64)cubChange;
+    uint64 cubPeak = s_cubHeldPeak.load(std::memory_order_relaxed);
+    while (cubNow > cubPeak &&
+           !s_cubHeldPeak.compare_exchange_weak(cubPeak, cubNow, std::memory_order_relaxed))
+    {
+    }
+}
+
+struct FreeObject_s
+{
+    FreeObject_s* m_pNext;
 };
 
-class CKeyValuesPool;
+class CSlabPool;
 
 struct Chunk_s
 {
-    CKeyValuesPool* m_pPool; // the shard that carved it
+    CSlabPool* m_pPool; // the pool that carved it
     Chunk_s* m_pPrevAvailable;
     Chunk_s* m_pNextAvailable;
-    FreeNode_s* m_pFree;
+    FreeObject_s* m_pFree;
+    uint32 m_cubObject;
+    uint32 m_cObjects; // objects the chunk has room for
     uint32 m_cLive;
-    uint32 m_cBumped; // nodes carved so far; the rest of the chunk is untouched
+    uint32 m_cBumped; // objects carved so far; the rest of the chunk is untouched
     bool m_bAvailable;
 };
 
-constexpr size_t k_cubChunkHeader = (sizeof(Chunk_s) + k_cubNode - 1) / k_cubNode * k_cubNode;
-constexpr uint32 k_cNodesPerChunk = (uint32)((k_cubChunk - k_cubChunkHeader) / k_cubNode);
+static_assert(sizeof(Chunk_s) <= k_cubChunkHeader, "the chunk header fits its reserved space");
 
 class CSpinLock
 {
@@ -79,53 +139,57 @@ private:
     std::atomic<bool> m_bLocked{false};
 };
 
-class alignas(64) CKeyValuesPool // a cache line each, so shards never share one
+// The objects of one size class in one shard.
+class alignas(64) CSlabPool // a cache line each, so pools never share one
 {
 public:
-    void* Alloc();
-    uint32 AllocBatch(void** ppNodes, uint32 cNodes);
+    void* Alloc(uint32 cubObject);
+    uint32 AllocBatch(uint32 cubObject, void** ppObjects, uint32 cObjects);
     void Free(void* pMem);
-    void AddStats(KeyValuesPoolStats_s* pStats);
+    void AddStats(KeyValuesPoolStats_s* pStats, bool bNodes);
     static Chunk_s* ChunkOf(void* pMem) { return (Chunk_s*)((uintp)pMem & ~(uintp)(k_cubChunk - 1)); }
 
 private:
-    Chunk_s* NewChunk();
+    Chunk_s* NewChunk(uint32 cubObject);
     void LinkAvailable(Chunk_s* pChunk);
     void UnlinkAvailable(Chunk_s* pChunk);
-    static void* TakeNode(Chunk_s* pChunk);
+    // One object from the first chunk with room, which must exist; under the lock.
+    void* TakeObject();
 
     CSpinLock m_lock;
     Chunk_s* m_pAvailable = nullptr;     // chunks with room, most recently freed into first
     Chunk_s* m_pRetainedEmpty = nullptr; // kept to absorb create/destroy loops
     uint32 m_cChunks = 0;
-    uint64 m_cNodesAlive = 0;
+    uint64 m_cAlive = 0;
 };
 
 // Constant-initialized and never torn down: nodes may be freed during process exit.
-CKeyValuesPool s_rgShards[k_cShards];
+CSlabPool s_rgPools[k_cShards][k_cClasses];
 
 // Threads run on stacks megabytes apart, so the address of a local picks a shard per
 // thread without thread-local storage (which under MinGW costs more than the whole
-// allocation). Two threads that land on one shard only share its lock.
-CKeyValuesPool& ShardOfThisThread()
+// allocation). Two threads that land on one shard only share its locks.
+CSlabPool* ShardOfThisThread()
 {
     char chOnStack;
     uint64 ulStackMiB = (uint64)(uintp)&chOnStack >> 20;
-    return s_rgShards[(ulStackMiB * 0x9E3779B97F4A7C15ull) >> (64 - k_nShardBits)];
+    return s_rgPools[(ulStackMiB * 0x9E3779B97F4A7C15ull) >> (64 - k_nShardBits)];
 }
 
-Chunk_s* CKeyValuesPool::NewChunk()
+Chunk_s* CSlabPool::NewChunk(uint32 cubObject)
 {
-    void* pMem = ::operator new(k_cubChunk, std::align_val_t(k_cubChunk), std::nothrow);
-    AssertFatal(pMem);
+    void* pMem = MapChunk();
+    AssertFatal(pMem && ((uintp)pMem & (k_cubChunk - 1)) == 0);
+    NoteHeld((int64)k_cubChunk);
     Chunk_s* pChunk = new (pMem) Chunk_s{};
     pChunk->m_pPool = this;
+    pChunk->m_cubObject = cubObject;
+    pChunk->m_cObjects = (uint32)((k_cubChunk - k_cubChunkHeader) / cubObject);
     POOL_POISON((char*)pChunk + k_cubChunkHeader, k_cubChunk - k_cubChunkHeader);
-    KeyValuesSystem()->RegisterSizeofKeyValues((int)sizeof(KeyValues));
     return pChunk;
 }
 
-void CKeyValuesPool::LinkAvailable(Chunk_s* pChunk)
+void CSlabPool::LinkAvailable(Chunk_s* pChunk)
 {
     pChunk->m_pPrevAvailable = nullptr;
     pChunk->m_pNextAvailable = m_pAvailable;
@@ -135,7 +199,7 @@ void CKeyValuesPool::LinkAvailable(Chunk_s* pChunk)
     pChunk->m_bAvailable = true;
 }
 
-void CKeyValuesPool::UnlinkAvailable(Chunk_s* pChunk)
+void CSlabPool::UnlinkAvailable(Chunk_s* pChunk)
 {
     if (pChunk->m_pPrevAvailable)
         pChunk->m_pPrevAvailable->m_pNextAvailable = pChunk->m_pNextAvailable;
@@ -146,76 +210,68 @@ void CKeyValuesPool::UnlinkAvailable(Chunk_s* pChunk)
     pChunk->m_bAvailable = false;
 }
 
-void* CKeyValuesPool::TakeNode(Chunk_s* pChunk)
+void* CSlabPool::TakeObject()
 {
-    void* pNode;
+    Chunk_s* pChunk = m_pAvailable;
+    if (pChunk == m_pRetainedEmpty)
+        m_pRetainedEmpty = nullptr;
+    void* pObject;
     if (pChunk->m_pFree)
     {
-        pNode = pChunk->m_pFree;
-        POOL_UNPOISON(pNode, k_cubNode);
+        pObject = pChunk->m_pFree;
+        POOL_UNPOISON(pObject, pChunk->m_cubObject);
         pChunk->m_pFree = pChunk->m_pFree->m_pNext;
     }
     else
     {
-        pNode = (char*)pChunk + k_cubChunkHeader + (size_t)pChunk->m_cBumped++ * k_cubNode;
-        POOL_UNPOISON(pNode, k_cubNode);
+        pObject = (char*)pChunk + k_cubChunkHeader + (size_t)pChunk->m_cBumped++ * pChunk->m_cubObject;
+        POOL_UNPOISON(pObject, pChunk->m_cubObject);
     }
     ++pChunk->m_cLive;
-    return pNode;
+    if (!pChunk->m_pFree && pChunk->m_cBumped == pChunk->m_cObjects)
+        UnlinkAvailable(pChunk);
+    ++m_cAlive;
+    return pObject;
 }
 
-void* CKeyValuesPool::Alloc()
+void* CSlabPool::Alloc(uint32 cubObject)
 {
     m_lock.Lock();
     if (!m_pAvailable)
     {
         m_lock.Unlock();
-        Chunk_s* pNew = NewChunk();
+        Chunk_s* pNew = NewChunk(cubObject);
         m_lock.Lock();
         LinkAvailable(pNew);
         ++m_cChunks;
     }
-    Chunk_s* pChunk = m_pAvailable;
-    if (pChunk == m_pRetainedEmpty)
-        m_pRetainedEmpty = nullptr;
-    void* pNode = TakeNode(pChunk);
-    if (!pChunk->m_pFree && pChunk->m_cBumped == k_cNodesPerChunk)
-        UnlinkAvailable(pChunk);
-    ++m_cNodesAlive;
+    void* pObject = TakeObject();
     m_lock.Unlock();
-    return pNode;
+    return pObject;
 }
 
-uint32 CKeyValuesPool::AllocBatch(void** ppNodes, uint32 cNodes)
+uint32 CSlabPool::AllocBatch(uint32 cubObject, void** ppObjects, uint32 cObjects)
 {
     uint32 cTaken = 0;
     m_lock.Lock();
-    while (cTaken < cNodes && m_pAvailable)
-    {
-        Chunk_s* pChunk = m_pAvailable;
-        if (pChunk == m_pRetainedEmpty)
-            m_pRetainedEmpty = nullptr;
-        ppNodes[cTaken++] = TakeNode(pChunk);
-        if (!pChunk->m_pFree && pChunk->m_cBumped == k_cNodesPerChunk)
-            UnlinkAvailable(pChunk);
-    }
-    m_cNodesAlive += cTaken;
+    while (cTaken < cObjects && m_pAvailable)
+        ppObjects[cTaken++] = TakeObject();
     m_lock.Unlock();
-    if (cTaken == 0 && cNodes > 0)
-        ppNodes[cTaken++] = Alloc(); // opens a chunk
+    if (cTaken == 0 && cObjects > 0)
+        ppObjects[cTaken++] = Alloc(cubObject); // opens a chunk
     return cTaken;
 }
 
-void CKeyValuesPool::Free(void* pMem)
+void CSlabPool::Free(void* pMem)
 {
     Chunk_s* pChunk = ChunkOf(pMem);
     Chunk_s* pRelease = nullptr;
     m_lock.Lock();
-    FreeNode_s* pNode = (FreeNode_s*)pMem;
-    pNode->m_pNext = pChunk->m_pFree;
-    POOL_POISON(pNode, k_cubNode);
-    pChunk->m_pFree = pNode;
-    --m_cNodesAlive;
+    FreeObject_s* pObject = (FreeObject_s*)pMem;
+    pObject->m_pNext = pChunk->m_pFree;
+    POOL_POISON(pObject, pChunk->m_cubObject);
+    pChunk->m_pFree = pObject;
+    --m_cAlive;
     if (!pChunk->m_bAvailable)
         LinkAvailable(pChunk);
     if (--pChunk->m_cLive == 0)
@@ -235,40 +291,78 @@ void CKeyValuesPool::Free(void* pMem)
     if (pRelease)
     {
         POOL_UNPOISON(pRelease, k_cubChunk);
-        ::operator delete(pRelease, std::align_val_t(k_cubChunk));
+        UnmapChunk(pRelease);
+        NoteHeld(-(int64)k_cubChunk);
     }
 }
 
-void CKeyValuesPool::AddStats(KeyValuesPoolStats_s* pStats)
+void CSlabPool::AddStats(KeyValuesPoolStats_s* pStats, bool bNodes)
 {
     m_lock.Lock();
     pStats->m_cChunks += m_cChunks;
-    pStats->m_cNodesAlive += m_cNodesAlive;
+    if (bNodes)
+        pStats->m_cNodesAlive += m_cAlive;
     m_lock.Unlock();
+}
+
+void FreeToOwner(void* pMem)
+{
+    CSlabPool::ChunkOf(pMem)->m_pPool->Free(pMem);
+}
+
+CSlabPool& NodePoolOfThisThread()
+{
+    static const bool s_bRegistered =
+        (KeyValuesSystem()->RegisterSizeofKeyValues((int)sizeof(KeyValues)), true);
+    (void)s_bRegistered;
+    return ShardOfThisThread()[0];
 }
 } // namespace
 
 void* KeyValues::operator new(size_t nSize)
 {
     AssertFatal(nSize == sizeof(KeyValues));
-    return ShardOfThisThread().Alloc();
+    return NodePoolOfThisThread().Alloc((uint32)sizeof(KeyValues));
 }
 
 void KeyValues::operator delete(void* pMem)
 {
     if (pMem)
-        CKeyValuesPool::ChunkOf(pMem)->m_pPool->Free(pMem);
+        FreeToOwner(pMem);
 }
 
 uint32 KeyValuesPoolAllocBatch(void** ppNodes, uint32 cNodes)
 {
-    return ShardOfThisThread().AllocBatch(ppNodes, cNodes);
+    return NodePoolOfThisThread().AllocBatch((uint32)sizeof(KeyValues), ppNodes, cNodes);
+}
+
+void* KeyValuesPoolAllocText(uint32 cub)
+{
+    AssertFatal(cub > 0 && cub <= k_cubPooledTextMax);
+    uint32 nClass = (cub + k_cubTextGrain - 1) / k_cubTextGrain;
+    return ShardOfThisThread()[nClass].Alloc(nClass * k_cubTextGrain);
+}
+
+void KeyValuesPoolFreeText(void* pText)
+{
+    if (pText)
+        FreeToOwner(pText);
 }
 
 KeyValuesPoolStats_s GetKeyValuesPoolStats()
 {
-    KeyValuesPoolStats_s stats = {0, 0};
-    for (CKeyValuesPool& shard : s_rgShards)
-        shard.AddStats(&stats);
+    KeyValuesPoolStats_s stats = {};
+    for (CSlabPool(&rgShard)[k_cClasses] : s_rgPools)
+    {
+        for (uint32 nClass = 0; nClass < k_cClasses; ++nClass)
+            rgShard[nClass].AddStats(&stats, nClass == 0);
+    }
+    stats.m_cubHeld = s_cubHeld.load(std::memory_order_relaxed);
+    stats.m_cubHeldPeak = s_cubHeldPeak.load(std::memory_order_relaxed);
     return stats;
+}
+
+void KeyValuesPoolResetPeak()
+{
+    s_cubHeldPeak.store(s_cubHeld.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }

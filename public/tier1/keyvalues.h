@@ -129,6 +129,13 @@ private:
 
     struct Number_s;
 
+    // A node the reader fills in: its symbol comes straight from the key-name table.
+    KeyValues(HKeySymbol nSymbol, bool bHasEscapeSequences)
+        : m_iKeyName((uint32)nSymbol), m_iDataType(TYPE_NONE), m_bPooledText(0),
+          m_bHasEscapeSequences(bHasEscapeSequences), m_bHeapString(0), m_pPeer(nullptr)
+    {
+        m_Value.m_section = {nullptr, nullptr};
+    }
     void Init();
     void SetNameSymbol(HKeySymbol nSymbol);
     // Frees the value or the children; the node is left an empty section.
@@ -139,6 +146,9 @@ private:
     // Appends after the last child; a value node becomes a section first.
     void AppendChild(KeyValues* pChild);
     void SetInlineOrHeapString(const char* pchText, size_t cchText);
+    // Heap text: short blocks from the node pool, long ones from the heap.
+    void* AllocHeapText(size_t cub);
+    void FreeHeapText();
     const char* StringText() const { return m_bHeapString ? m_Value.m_pszHeap : m_Value.m_szInline; }
     const wchar16* WideText() const { return m_bHeapString ? m_Value.m_pwszHeap : m_Value.m_wszInline; }
     // The value as a number for the numeric getters; false (and the status) when there is none.
@@ -173,7 +183,7 @@ private:
 
     uint32 m_iKeyName : 25;
     uint32 m_iDataType : 4;
-    uint32 m_iUnused : 1; // the reader marks an open section it will drop when closed
+    uint32 m_bPooledText : 1; // the heap text lives in the node pool's slabs, not the heap
     uint32 m_bHasEscapeSequences : 1;
     uint32 m_bHeapString : 1;
 
