@@ -51,17 +51,10 @@ int CKeyValuesParser::PushKey(HKeySymbol nSymbol)
     return nLevel;
 }
 
-void CKeyValuesParser::SetKeyAt(int nLevel, HKeySymbol nSymbol)
-{
-    Assert(nLevel >= 0 && nLevel < m_nErrorIndex);
-    if (nLevel >= 0 && nLevel < k_cKeyStack)
-        m_rgnKeyStack[nLevel] = nSymbol;
-}
-
 void CKeyValuesParser::PopKey()
 {
     --m_nErrorIndex;
-    Assert(m_nErrorIndex >= 0);
+    AssertFmt(m_nErrorIndex >= 0, "m_errorIndex>=0");
 }
 
 void CKeyValuesParser::AppendKeyStack(char* pszMessage, size_t cubMessage) const

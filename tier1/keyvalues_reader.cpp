@@ -1,9 +1,10 @@
-// The KeyValues text reader. Documents come from outside and may nest a million levels,
-// so sections are read with an explicit stack, and that stack lives in the open sections
-// themselves: while a nested section is being filled its peer link points at the
-// section that encloses it and the second word of its value is the last child appended.
-// Both are put back before the section is linked into its parent, so nesting costs no
-// memory beyond the nodes.
+// The KeyValues text reader. Documents come from outside, so sections are read with an
+// explicit stack, and that stack lives in the open sections themselves: while a nested
+// section is being filled its peer link points at the section that encloses it (tagged
+// in its low bit when the section is to be dropped once closed) and the second word of
+// its value is the last child appended. Both are put back before the section is linked
+// into its parent. Nesting is bounded (k_cNestingMax): a compact document such as
+// a{a{a{... costs three bytes a level and would otherwise cost a 32-byte node a level.
 
 #include <cstring>
 #include <new>
@@ -19,6 +20,11 @@
 
 namespace
 {
+// Far above any real document (scripts nest four to eight levels), and the open sections
+// of the deepest document hold 320 KB of nodes whatever its size. A section that would
+// open deeper is an error that ends the load; what was read so far stays.
+constexpr int k_cNestingMax = 10000;
+
 bool IsNumberCandidateChar(char ch)
 {
     return (ch >= '0' && ch <= '9') || ch == ' ' || ch == '+' || ch == ',' || ch == '-' || ch == '.';
@@ -29,6 +35,19 @@ bool IsNumberCandidateChar(char ch)
 // does not begin with "0" (unless it is exactly "0"). Everything else stays text.
 bool BTokenIsInteger(const char* pch, uint32 cch, int32* pnValue)
 {
+    if (cch - 1 < 9 && pch[0] >= '1' && pch[0] <= '9')
+    {
+        // The common case: one to nine digits, which cannot go out of range.
+        int32 nValue = pch[0] - '0';
+        uint32 i = 1;
+        for (uint32 nDigit; i < cch && (nDigit = (uint32)(uint8)pch[i] - '0') <= 9; ++i)
+            nValue = nValue * 10 + (int32)nDigit;
+        if (i == cch)
+        {
+            *pnValue = nValue;
+            return true;
+        }
+    }
     if (cch == 0 || (pch[0] == '0' && cch != 1))
         return false;
     for (uint32 i = 0; i < cch; ++i)
@@ -56,6 +75,23 @@ bool BTokenIsInteger(const char* pch, uint32 cch, int32* pnValue)
     *pnValue = (int32)(bNegative ? -llValue : llValue);
     return true;
 }
+// Up to 15 characters into a zeroed 16-byte inline value; a whole 16-byte word is read
+// where the memory allows, which beats a library call for so few bytes.
+void CopyShortText(char* pchInline, const char* pch, uint32 cch, const char* pchReadableEnd)
+{
+    if (pchReadableEnd - pch < 16)
+    {
+        memcpy(pchInline, pch, cch);
+        return;
+    }
+    uint64 rgulWords[2];
+    memcpy(rgulWords, pch, 16);
+    uint64 ulKeepLow = cch >= 8 ? ~0ull : ~(~0ull << (8 * cch));
+    uint64 ulKeepHigh = cch <= 8 ? 0 : ~(~0ull << (8 * (cch - 8)));
+    rgulWords[0] &= ulKeepLow;
+    rgulWords[1] &= ulKeepHigh;
+    memcpy(pchInline, rgulWords, 16);
+}
 } // namespace
 
 // Raw nodes taken from the pool a batch at a time: one lock per batch instead of one per
@@ -72,11 +108,11 @@ public:
     CNodeBatch(const CNodeBatch&) = delete;
     CNodeBatch& operator=(const CNodeBatch&) = delete;
 
-    KeyValues* New(HKeySymbol nSymbol)
+    void* New()
     {
         if (m_cNodes == 0)
             m_cNodes = KeyValuesPoolAllocBatch(m_rgpNodes, k_cBatch);
-        return ::new (m_rgpNodes[--m_cNodes]) KeyValues(nSymbol);
+        return m_rgpNodes[--m_cNodes];
     }
 
 private:
@@ -108,6 +144,10 @@ private:
         return m_tokenizer.BReadToken(bUseEscapes, pToken);
     }
     HKeySymbol SymbolOf(const KeyValuesToken_s& token);
+    KeyValues* NewNode(HKeySymbol nSymbol, bool bEscapes)
+    {
+        return ::new (m_nodes.New()) KeyValues(nSymbol, bEscapes);
+    }
     bool BEvaluate(const KeyValuesToken_s& token);
 
     void ReadBody(KeyValues* pkvSection);
@@ -118,7 +158,7 @@ private:
     EEntryResult ReadValueEntry(KeyValues* pkvChild, const KeyValuesToken_s& value, bool bAccepted);
     void Append(KeyValues* pkvSection, KeyValues* pkvChild);
     void DestroyFirstNamed(KeyValues* pkvSection, HKeySymbol nSymbol);
-    static void SetValueFromToken(KeyValues* pkv, const KeyValuesToken_s& token);
+    void SetValueFromToken(KeyValues* pkv, const KeyValuesToken_s& token);
     EEntryResult Fail(const char* pszMessage, KeyValues* pkvPending);
 
     CKeyValuesTokenizer m_tokenizer;
@@ -127,19 +167,19 @@ private:
     CNodeBatch m_nodes;
     KeyValues* m_pkvCurrent = nullptr; // the innermost open section
     int m_nOpenSections = 0;
+    bool m_bStopped = false; // nesting went past its bound: the load ends
 };
 
 HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
 {
-    uint32 nSlot;
-    uint64 ulHash;
+    CKeySymbolCache::Probe_s probe;
     HKeySymbol nSymbol =
-        m_symbolCache.Find(token.m_pchText, token.m_cchText, m_tokenizer.ReadableEnd(token), &nSlot, &ulHash);
+        m_symbolCache.Find(token.m_pchText, token.m_cchText, m_tokenizer.ReadableEnd(token), &probe);
     if (nSymbol != INVALID_KEY_SYMBOL)
         return nSymbol;
     const char* pszName = m_tokenizer.TerminatedText(token);
     nSymbol = KeyValuesSystem()->GetSymbolForString(pszName, true);
-    m_symbolCache.Store(nSlot, ulHash, pszName, token.m_cchText, nSymbol);
+    m_symbolCache.Store(probe, pszName, token.m_cchText, nSymbol);
     return nSymbol;
 }
 
@@ -159,7 +199,22 @@ void CKeyValuesReader::SetValueFromToken(KeyValues* pkv, const KeyValuesToken_s&
         pkv->m_iDataType = KeyValues::TYPE_INT;
         return;
     }
-    pkv->SetInlineOrHeapString(token.m_pchText, token.m_cchText);
+    // The node is fresh: its value is zeroed and holds nothing to free.
+    uint32 cch = token.m_cchText;
+    if (cch < sizeof(pkv->m_Value.m_szInline))
+    {
+        CopyShortText(pkv->m_Value.m_szInline, token.m_pchText, cch, m_tokenizer.ReadableEnd(token));
+    }
+    else
+    {
+        char* pszHeap = (char*)pkv->AllocHeapText(cch + 1);
+        memcpy(pszHeap, token.m_pchText, cch);
+        pszHeap[cch] = '\0';
+        pkv->m_Value.m_pszHeap = pszHeap;
+        pkv->m_bHeapString = 1;
+        pkv->m_bPooledText = (cch + 1 <= k_cubPooledTextMax);
+    }
+    pkv->m_iDataType = KeyValues::TYPE_STRING;
 }
 
 void CKeyValuesReader::Append(KeyValues* pkvSection, KeyValues* pkvChild)
@@ -195,10 +250,7 @@ void CKeyValuesReader::OpenSection(KeyValues* pkvSection, KeyValues* pkvParent, 
     m_parser.PushKey(INVALID_KEY_SYMBOL);
     pkvSection->m_Value.m_section.m_pLast = nullptr;
     if (pkvParent)
-    {
-        pkvSection->m_pPeer = pkvParent;
-        pkvSection->m_iUnused = bDropWhenClosed;
-    }
+        pkvSection->m_pPeer = (KeyValues*)((uintp)pkvParent | (bDropWhenClosed ? 1 : 0));
     m_pkvCurrent = pkvSection;
     ++m_nOpenSections;
 }
@@ -211,10 +263,10 @@ bool CKeyValuesReader::BCloseSection()
     pkvSection->m_Value.m_section.m_pLast = nullptr;
     if (--m_nOpenSections == 0)
         return false;
-    KeyValues* pkvParent = pkvSection->m_pPeer;
-    bool bDrop = pkvSection->m_iUnused;
+    uintp uTaggedParent = (uintp)pkvSection->m_pPeer;
+    KeyValues* pkvParent = (KeyValues*)(uTaggedParent & ~(uintp)1);
+    bool bDrop = (uTaggedParent & 1) != 0;
     pkvSection->m_pPeer = nullptr;
-    pkvSection->m_iUnused = 0;
     if (bDrop)
         delete pkvSection;
     else
@@ -228,8 +280,18 @@ void CKeyValuesReader::ReadBody(KeyValues* pkvSection)
     OpenSection(pkvSection, nullptr, false);
     for (;;)
     {
-        if (ReadEntry() == k_EEntryClosed && !BCloseSection())
+        if (ReadEntry() != k_EEntryClosed)
+            continue;
+        if (!BCloseSection())
             return;
+        if (m_bStopped)
+        {
+            // Every open section keeps what it read and is linked into its parent.
+            while (BCloseSection())
+            {
+            }
+            return;
+        }
     }
 }
 
@@ -258,8 +320,7 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
         return k_EEntryClosed;
 
     HKeySymbol nSymbol = SymbolOf(token);
-    KeyValues* pkvChild = m_nodes.New(nSymbol);
-    pkvChild->m_bHasEscapeSequences = bEscapes;
+    KeyValues* pkvChild = NewNode(nSymbol, bEscapes);
     int nSlot = m_parser.GetStackIndex() - 1;
     m_parser.SetKeyAt(nSlot, nSymbol);
 
@@ -294,6 +355,14 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
         return Fail("RecursiveLoadFromBuffer:  got } in key", pkvChild);
     if (token.IsUnquoted('{'))
     {
+        if (m_nOpenSections >= k_cNestingMax)
+        {
+            char szMessage[96];
+            V_snprintf(szMessage, sizeof(szMessage),
+                       "RecursiveLoadFromBuffer:  sections nested deeper than %d levels", k_cNestingMax);
+            m_bStopped = true;
+            return Fail(szMessage, pkvChild);
+        }
         // The nested section shows under its own name on the key stack.
         m_parser.SetKeyAt(nSlot, INVALID_KEY_SYMBOL);
         OpenSection(pkvChild, pkvSection, !bAccepted);
@@ -309,25 +378,20 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadValueEntry(KeyValues* pkvCh
 {
     KeyValues* pkvSection = m_pkvCurrent;
     SetValueFromToken(pkvChild, value);
-    // A conditional may trail the value; anything else is put back.
-    int ichBeforePeek = m_tokenizer.Tell();
-    KeyValuesToken_s peek;
-    bool bPeekClean = BReadToken(pkvSection->m_bHasEscapeSequences, &peek);
-    if (!peek.IsEnd() && peek.m_bConditional)
+    // A conditional may trail the value; anything else is left for the next entry.
+    KeyValuesToken_s conditional;
+    bool bClean;
+    if (m_tokenizer.BReadConditional(pkvSection->m_bHasEscapeSequences, &conditional, &bClean))
     {
-        bAccepted = BEvaluate(peek);
+        bAccepted = BEvaluate(conditional);
         if (bAccepted)
             DestroyFirstNamed(pkvSection, pkvChild->GetNameSymbol());
-    }
-    else if (bPeekClean)
-    {
-        m_tokenizer.PutBack(peek, ichBeforePeek, pkvSection->m_bHasEscapeSequences);
     }
     if (bAccepted)
         Append(pkvSection, pkvChild);
     else
         delete pkvChild;
-    return bPeekClean ? k_EEntryNext : k_EEntryClosed;
+    return bClean ? k_EEntryNext : k_EEntryClosed;
 }
 
 // After a top-level key's name: its optional conditional, then "{" and the body.
@@ -380,10 +444,7 @@ void CKeyValuesReader::ReadDocument(KeyValues* pkvRoot)
         }
         HKeySymbol nSymbol = SymbolOf(token);
         if (!pkvKey)
-        {
-            pkvKey = m_nodes.New(nSymbol);
-            pkvKey->m_bHasEscapeSequences = bEscapes;
-        }
+            pkvKey = NewNode(nSymbol, bEscapes);
         pkvKey->SetNameSymbol(nSymbol);
         if (pkvPrevious)
         {
@@ -405,7 +466,7 @@ void CKeyValuesReader::ReadDocument(KeyValues* pkvRoot)
             pkvKey->m_pPeer = nullptr;
         }
         pkvKey->Clear();
-    } while (!m_tokenizer.BInErrorState());
+    } while (!m_tokenizer.BInErrorState() && !m_bStopped);
     if (pkvKey && pkvKey != pkvRoot)
         delete pkvKey;
     m_tokenizer.SyncBuffer();

@@ -15,51 +15,99 @@
 class CKeySymbolCache
 {
 public:
-    // Zeroed pages come from the system on first touch, so a short document pays little.
-    CKeySymbolCache() : m_pEntries((Entry_s*)calloc(k_cEntries, sizeof(Entry_s))) { AssertFatal(m_pEntries); }
+    // Where a name was looked for: what Store needs when the cache did not have it.
+    struct Probe_s
+    {
+        uint64 m_ulHash;
+        uint64 m_ulFirstWord;
+        uint32 m_nSlot;
+    };
+
+    CKeySymbolCache() { Allocate(k_cEntriesInitial); }
     ~CKeySymbolCache() { free(m_pEntries); }
     CKeySymbolCache(const CKeySymbolCache&) = delete;
     CKeySymbolCache& operator=(const CKeySymbolCache&) = delete;
 
-    // The symbol cached for the cch bytes at pch, or -1 (and the slot to store into)
-    // when the caller must ask the table. Memory up to pchReadableEnd may be read.
-    HKeySymbol Find(const char* pch, uint32 cch, const char* pchReadableEnd, uint32* pnSlot,
-                    uint64* pulHash) const
+    // The symbol cached for the cch bytes at pch, or INVALID_KEY_SYMBOL (and the probe
+    // for Store). Memory up to pchReadableEnd may be read.
+    HKeySymbol Find(const char* pch, uint32 cch, const char* pchReadableEnd, Probe_s* pProbe) const
     {
-        uint64 ulHash = Hash(pch, cch, pchReadableEnd);
-        *pulHash = ulHash;
-        *pnSlot = (uint32)(ulHash >> 40) & (k_cEntries - 1);
-        const Entry_s& entry = m_pEntries[*pnSlot];
-        if (entry.m_ulHash != ulHash || entry.m_cch != cch)
-            return INVALID_KEY_SYMBOL;
-        // Short names are compared as one word, longer ones against the pooled text.
-        bool bSame = cch <= 8 ? entry.m_ulShortName == ShortName(pch, cch, pchReadableEnd)
-                              : !memcmp(entry.m_pszPooled, pch, cch);
-        return bSame ? entry.m_nSymbol : INVALID_KEY_SYMBOL;
+        uint64 ulFirstWord = FirstWord(pch, cch, pchReadableEnd);
+        uint64 ulHash = Hash(ulFirstWord, pch, cch, pchReadableEnd);
+        uint32 nSlot = (uint32)ulHash & m_nMask;
+        // Linear probing; the table is never more than half full, so an empty slot comes.
+        for (;; nSlot = (nSlot + 1) & m_nMask)
+        {
+            const Entry_s& entry = m_pEntries[nSlot];
+            if (entry.m_nSymbol == 0)
+                break;
+            if (entry.m_ulHash == ulHash && entry.m_cch == cch && entry.m_ulFirstWord == ulFirstWord &&
+                (cch <= 8 || !memcmp(entry.m_pszPooled + 8, pch + 8, cch - 8)))
+                return entry.m_nSymbol;
+        }
+        *pProbe = {ulHash, ulFirstWord, nSlot};
+        return INVALID_KEY_SYMBOL;
     }
     // Only names whose pooled text is exactly these bytes are worth keeping.
-    void Store(uint32 nSlot, uint64 ulHash, const char* pch, uint32 cch, HKeySymbol nSymbol)
+    void Store(const Probe_s& probe, const char* pch, uint32 cch, HKeySymbol nSymbol)
     {
         const char* pszPooled = KeyValuesSystem()->GetStringForSymbol(nSymbol);
-        if (nSymbol <= 0 || memcmp(pszPooled, pch, cch) != 0)
+        if (nSymbol <= 0 || memcmp(pszPooled, pch, cch) != 0 || pszPooled[cch] != '\0')
             return;
-        m_pEntries[nSlot] = {ulHash, pszPooled, cch, nSymbol, cch <= 8 ? ShortName(pch, cch, pch + cch) : 0};
+        uint32 nSlot = probe.m_nSlot;
+        if (2 * (m_cUsed + 1) > m_nMask + 1)
+        {
+            if (m_nMask + 1 >= k_cEntriesMax)
+                return; // a document of this many names gets no more help
+            Grow();
+            nSlot = FreeSlotFor(probe.m_ulHash);
+        }
+        m_pEntries[nSlot] = {probe.m_ulHash, probe.m_ulFirstWord, pszPooled, cch, nSymbol};
+        ++m_cUsed;
     }
 
 private:
-    static constexpr uint32 k_cEntries = 8192;
+    // Small documents pay for a small table; at most 2 MiB for documents of many names.
+    static constexpr uint32 k_cEntriesInitial = 512;
+    static constexpr uint32 k_cEntriesMax = 65536;
 
     struct Entry_s
     {
         uint64 m_ulHash;
+        uint64 m_ulFirstWord; // the first 8 bytes of the name, zero-padded
         const char* m_pszPooled;
         uint32 m_cch;
-        HKeySymbol m_nSymbol;
-        uint64 m_ulShortName; // names of up to 8 bytes, zero-padded
+        HKeySymbol m_nSymbol; // 0: the slot is empty
     };
 
+    void Allocate(uint32 cEntries)
+    {
+        m_pEntries = (Entry_s*)calloc(cEntries, sizeof(Entry_s));
+        AssertFatal(m_pEntries);
+        m_nMask = cEntries - 1;
+    }
+    uint32 FreeSlotFor(uint64 ulHash) const
+    {
+        uint32 nSlot = (uint32)ulHash & m_nMask;
+        while (m_pEntries[nSlot].m_nSymbol != 0)
+            nSlot = (nSlot + 1) & m_nMask;
+        return nSlot;
+    }
+    void Grow()
+    {
+        Entry_s* pOld = m_pEntries;
+        uint32 cOld = m_nMask + 1;
+        Allocate(2 * cOld);
+        for (uint32 i = 0; i < cOld; ++i)
+        {
+            if (pOld[i].m_nSymbol != 0)
+                m_pEntries[FreeSlotFor(pOld[i].m_ulHash)] = pOld[i];
+        }
+        free(pOld);
+    }
+
     // Up to 8 bytes as a zero-padded word; the word is read whole when the memory allows.
-    static uint64 ShortName(const char* pch, uint32 cch, const char* pchReadableEnd)
+    static uint64 FirstWord(const char* pch, uint32 cch, const char* pchReadableEnd)
     {
         uint64 ulWord = 0;
         if (pchReadableEnd - pch >= 8)
@@ -73,19 +121,23 @@ private:
     }
 
     // Eight bytes per step; the last partial word is read whole when the memory allows.
-    static uint64 Hash(const char* pch, uint32 cch, const char* pchReadableEnd)
+    static uint64 Hash(uint64 ulFirstWord, const char* pch, uint32 cch, const char* pchReadableEnd)
     {
-        uint64 ulHash = cch * 0x9E3779B97F4A7C15ull;
-        for (; cch >= 8; pch += 8, cch -= 8)
+        uint64 ulHash = (cch * 0x9E3779B97F4A7C15ull) ^ ulFirstWord;
+        uint32 ich = 8;
+        for (; ich + 8 <= cch; ich += 8)
         {
             uint64 ulWord;
-            memcpy(&ulWord, pch, 8);
-            ulHash = (ulHash ^ ulWord) * 0xFF51AFD7ED558CCDull;
+            memcpy(&ulWord, pch + ich, 8);
+            ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ ulWord;
         }
-        uint64 ulTail = ShortName(pch, cch, pchReadableEnd);
-        ulHash = (ulHash ^ ulTail) * 0xC4CEB9FE1A85EC53ull;
+        if (ich < cch)
+            ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ FirstWord(pch + ich, cch - ich, pchReadableEnd);
+        ulHash *= 0xC4CEB9FE1A85EC53ull;
         return ulHash ^ (ulHash >> 29);
     }
 
     Entry_s* m_pEntries;
+    uint32 m_nMask;
+    uint32 m_cUsed = 0;
 };

@@ -1,97 +1,45 @@
-// The KeyValues tokenizer: white space, "//" comments, quoted and unquoted tokens and the
-// single-character tokens, scanned over the buffer's memory with a character-class table.
+// The KeyValues tokenizer's general path: comments, unquoted tokens, quoted tokens with
+// escapes or NULs, buffers outside text mode or with an error, the end of the input and
+// overflow. It starts over from the read position whenever the inline path declines.
 
 #include "keyvalues_tokenizer.h"
-
-#include <cstring>
 
 #include "tier1/keyvaluesparser.h"
 #include "tier1/utlbuffer.h"
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
+using namespace KeyValuesChars;
 
 namespace
 {
-enum ECharClass : uint8
-{
-    k_fSpace = 1,        // skipped between tokens
-    k_fEndsUnquoted = 2, // white space, NUL, '"', '=', '{', '}'
-    k_fBracket = 4,      // '[' and ']' mark conditionals
-    k_fSingleCharToken = 8,
-};
-
-struct CharClassTable_s
-{
-    uint8 m_rgfClass[256];
-
-    constexpr CharClassTable_s() : m_rgfClass()
-    {
-        for (const char* pch = " \t\n\v\f\r"; *pch; ++pch)
-            m_rgfClass[(uint8)*pch] |= k_fSpace | k_fEndsUnquoted;
-        for (const char* pch = "\"={}"; *pch; ++pch)
-            m_rgfClass[(uint8)*pch] |= k_fEndsUnquoted;
-        m_rgfClass[0] |= k_fEndsUnquoted;
-        for (const char* pch = "={}"; *pch; ++pch)
-            m_rgfClass[(uint8)*pch] |= k_fSingleCharToken;
-        m_rgfClass[(uint8)'['] |= k_fBracket;
-        m_rgfClass[(uint8)']'] |= k_fBracket;
-    }
-};
-
-constexpr CharClassTable_s k_charClasses;
-
-inline uint8 ClassOf(char ch)
-{
-    return k_charClasses.m_rgfClass[(uint8)ch];
-}
-
-// First byte in [pch, pchEnd) that is a double quote, chEscape or NUL; pchEnd if none.
-const char* FindQuotedSpecial(const char* pch, const char* pchEnd, char chEscape)
-{
-#if defined(__SSE2__)
-    const __m128i vQuote = _mm_set1_epi8('"');
-    const __m128i vEscape = _mm_set1_epi8(chEscape);
-    const __m128i vZero = _mm_setzero_si128();
-    for (; pchEnd - pch >= 16; pch += 16)
-    {
-        __m128i v = _mm_loadu_si128((const __m128i*)pch);
-        __m128i vHit = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(v, vQuote), _mm_cmpeq_epi8(v, vEscape)),
-                                    _mm_cmpeq_epi8(v, vZero));
-        int nMask = _mm_movemask_epi8(vHit);
-        if (nMask)
-            return pch + __builtin_ctz((unsigned)nMask);
-    }
-#endif
-    while (pch < pchEnd && *pch != '"' && *pch != chEscape && *pch != '\0')
-        ++pch;
-    return pch;
-}
-
 const char k_szTokenOverflow[] = " ReadToken overflow";
 } // namespace
 
 CKeyValuesTokenizer::CKeyValuesTokenizer(CUtlBuffer& buf, CKeyValuesParser& parser)
-    : m_buf(buf), m_parser(parser), m_pchBase((const char*)buf.Base()), m_ich(buf.TellGet()),
-      m_ichEnd(buf.TellMaxPut()), m_cchTokenMax(parser.TokenBufferSize() - 1),
-      m_pchTokenBuffer(parser.TokenBuffer()), m_bText(buf.IsText()),
-      m_bGetOverflow((buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW) != 0),
-      m_bOtherError((buf.GetErrorBits() & ~CUtlBuffer::GET_OVERFLOW) != 0)
+    : m_buf(buf), m_parser(parser), m_pchBase((const char*)buf.Base()),
+      m_cchTokenMax((uint32)(parser.TokenBufferSize() - 1)), m_pchTokenBuffer(parser.TokenBuffer()),
+      m_pchTokenBufferEnd(parser.TokenBuffer() + parser.TokenBufferSize()),
+      m_pEscapes(GetCStringCharConversion()), m_pNoEscapes(GetNoEscCharConversion()),
+      m_chEscape(m_pEscapes->GetEscapeChar()), m_chNoEscape(m_pNoEscapes->GetEscapeChar()),
+      m_bText(buf.IsText()), m_bGetOverflow((buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW) != 0),
+      m_bOtherError((buf.GetErrorBits() & ~CUtlBuffer::GET_OVERFLOW) != 0),
+      m_bPlain(m_bText && !m_bGetOverflow && !m_bOtherError)
 {
-    if (!m_pchBase || m_ich < 0)
-        m_ichEnd = m_ich = 0;
+    int ichGet = buf.TellGet();
+    if (!m_pchBase || ichGet < 0)
+        m_pchBase = m_pch = m_pchEnd = "";
+    else
+        m_pch = m_pchBase + ichGet, m_pchEnd = m_pchBase + buf.TellMaxPut();
 }
 
 void CKeyValuesTokenizer::SkipByteOrderMark()
 {
-    if (!BInErrorState() && m_ichEnd - m_ich >= 3 && !memcmp(m_pchBase + m_ich, "\xEF\xBB\xBF", 3))
-        m_ich += 3;
+    if (!BInErrorState() && m_pchEnd - m_pch >= 3 && !memcmp(m_pch, "\xEF\xBB\xBF", 3))
+        m_pch += 3;
 }
 
 void CKeyValuesTokenizer::ReportError(const char* pszMessage)
 {
-    m_parser.ReportError(pszMessage, m_ich);
+    m_parser.ReportError(pszMessage, Offset(m_pch));
 }
 
 void CKeyValuesTokenizer::SyncBuffer()
@@ -99,10 +47,10 @@ void CKeyValuesTokenizer::SyncBuffer()
     if (m_bGetOverflow && !(m_buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW))
     {
         // A read past the end is what sets the bit.
-        m_buf.SeekGet(CUtlBuffer::SEEK_HEAD, m_ichEnd);
+        m_buf.SeekGet(CUtlBuffer::SEEK_HEAD, Offset(m_pchEnd));
         m_buf.GetChar();
     }
-    m_buf.SeekGet(CUtlBuffer::SEEK_HEAD, m_ich);
+    m_buf.SeekGet(CUtlBuffer::SEEK_HEAD, Offset(m_pch));
 }
 
 void CKeyValuesTokenizer::SkipWhiteSpaceAndComments()
@@ -114,101 +62,84 @@ void CKeyValuesTokenizer::SkipWhiteSpaceAndComments()
         // The buffer skips white space only while it has no error, and notes the end.
         if (!BInErrorState())
         {
-            while (m_ich < m_ichEnd && (ClassOf(m_pchBase[m_ich]) & k_fSpace))
-                ++m_ich;
-            m_bGetOverflow = (m_ich >= m_ichEnd);
+            m_pch = SkipSpaces(m_pch, m_pchEnd);
+            if (m_pch >= m_pchEnd)
+                NoteGetOverflow();
         }
-        bool bComment = !m_bGetOverflow && m_ichEnd - m_ich >= 2 && m_pchBase[m_ich] == '/' &&
-                        m_pchBase[m_ich + 1] == '/';
-        if (!bComment)
+        if (m_bGetOverflow || m_pchEnd - m_pch < 2 || m_pch[0] != '/' || m_pch[1] != '/')
             return;
-        const void* pNewline = memchr(m_pchBase + m_ich + 2, '\n', (size_t)(m_ichEnd - m_ich - 2));
-        m_ich = pNewline ? (int)((const char*)pNewline - m_pchBase) + 1 : m_ichEnd;
+        const void* pNewline = memchr(m_pch + 2, '\n', (size_t)(m_pchEnd - m_pch - 2));
+        m_pch = pNewline ? (const char*)pNewline + 1 : m_pchEnd;
     }
 }
 
-void CKeyValuesTokenizer::PutBack(const KeyValuesToken_s& token, int ichStart, bool bUseEscapes)
+bool CKeyValuesTokenizer::BReadTokenSlow(bool bUseEscapes, KeyValuesToken_s* pToken)
 {
-    m_pending = token;
-    m_ichPendingEnd = m_ich;
-    m_ichPendingStart = m_ich = ichStart;
-    m_bPendingEscapes = bUseEscapes;
-    m_bHasPending = true;
-}
-
-bool CKeyValuesTokenizer::BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken)
-{
-    // A buffer that has reached its end reads nothing more, even where a token was put back.
-    bool bPending = m_bHasPending && m_ich == m_ichPendingStart && bUseEscapes == m_bPendingEscapes;
-    m_bHasPending = false;
-    if (bPending && !BInErrorState())
-    {
-        *pToken = m_pending;
-        m_ich = m_ichPendingEnd;
-        return true;
-    }
     *pToken = {nullptr, 0, false, false};
     SkipWhiteSpaceAndComments();
-    if (m_bGetOverflow || m_ich >= m_ichEnd)
+    if (m_bGetOverflow || m_pch >= m_pchEnd)
         return true;
-    char ch = m_pchBase[m_ich];
+    char ch = *m_pch;
     if (ch == '"')
     {
         pToken->m_bQuoted = true;
-        if (!m_bText)
-            return BReadUntilNul(pToken);
-        return BReadQuoted(bUseEscapes ? GetCStringCharConversion() : GetNoEscCharConversion(), pToken);
+        return m_bText ? BReadQuoted(bUseEscapes, pToken) : BReadUntilNul(pToken);
     }
     if (ClassOf(ch) & k_fSingleCharToken)
     {
-        pToken->m_pchText = m_pchBase + m_ich++;
+        pToken->m_pchText = m_pch++;
         pToken->m_cchText = 1;
         return true;
     }
     return BReadUnquoted(pToken);
 }
 
-bool CKeyValuesTokenizer::BTruncate(KeyValuesToken_s* pToken, int ichFirstDropped)
+bool CKeyValuesTokenizer::BReadConditionalSlow(bool bUseEscapes, KeyValuesToken_s* pToken, bool* pbClean)
 {
-    if (pToken->m_cchText <= (uint32)m_cchTokenMax)
+    // A token put back returns the read position to where the look-ahead began: at the
+    // end of the input (which reads nothing more) the white space stays unread.
+    const char* pchBefore = m_pch;
+    *pbClean = BReadTokenSlow(bUseEscapes, pToken);
+    if (!pToken->IsEnd() && pToken->m_bConditional)
         return true;
-    pToken->m_cchText = (uint32)m_cchTokenMax;
-    m_parser.ReportError(k_szTokenOverflow, ichFirstDropped);
+    if (*pbClean)
+        m_pch = pchBefore;
+    return false;
+}
+
+bool CKeyValuesTokenizer::BTruncate(KeyValuesToken_s* pToken, const char* pchFirstDropped)
+{
+    pToken->m_cchText = m_cchTokenMax;
+    m_parser.ReportError(k_szTokenOverflow, Offset(pchFirstDropped));
     return false;
 }
 
 bool CKeyValuesTokenizer::BReadUnquoted(KeyValuesToken_s* pToken)
 {
-    const char* pchStart = m_pchBase + m_ich;
-    const char* pchEnd = m_pchBase + m_ichEnd;
+    const char* pchStart = m_pch;
     const char* pch = pchStart;
     bool bOpenBracket = false;
     for (;;)
     {
-        while (pch < pchEnd && !(ClassOf(*pch) & (k_fEndsUnquoted | k_fBracket)))
+        while (pch < m_pchEnd && !(ClassOf(*pch) & (k_fEndsUnquoted | k_fBracket)))
             ++pch;
-        if (pch >= pchEnd || *pch == '[' || *pch == ']')
-        {
-            if (pch >= pchEnd)
-                break;
-            if (*pch == '[')
-                bOpenBracket = true;
-            else if (bOpenBracket)
-                pToken->m_bConditional = true;
-            ++pch;
-            continue;
-        }
-        break;
+        if (pch >= m_pchEnd || !(ClassOf(*pch) & k_fBracket))
+            break;
+        if (*pch == '[')
+            bOpenBracket = true;
+        else if (bOpenBracket)
+            pToken->m_bConditional = true;
+        ++pch;
     }
-    m_ich = (int)(pch - m_pchBase);
+    m_pch = pch;
     pToken->m_pchText = pchStart;
     pToken->m_cchText = (uint32)(pch - pchStart);
-    return BTruncate(pToken, (int)(pchStart - m_pchBase) + m_cchTokenMax);
+    return pToken->m_cchText <= m_cchTokenMax || BTruncate(pToken, pchStart + m_cchTokenMax);
 }
 
-bool CKeyValuesTokenizer::BReadQuoted(CUtlCharConversion* pConv, KeyValuesToken_s* pToken)
+bool CKeyValuesTokenizer::BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken)
 {
-    ++m_ich; // the opening quote
+    const char* pchQuote = m_pch++;
     // A buffer with a write error reads nothing between the quotes.
     if (BInErrorState())
     {
@@ -216,18 +147,16 @@ bool CKeyValuesTokenizer::BReadQuoted(CUtlCharConversion* pConv, KeyValuesToken_
         m_pchTokenBuffer[0] = '\0';
         return true;
     }
-    const char* pchStart = m_pchBase + m_ich;
-    const char* pchEnd = m_pchBase + m_ichEnd;
-    const char* pch = FindQuotedSpecial(pchStart, pchEnd, pConv->GetEscapeChar());
-    if (pch < pchEnd && *pch == '"')
+    const char* pchClose = FindQuoteEnd(pchQuote, bUseEscapes);
+    if (pchClose < m_pchEnd && *pchClose == '"')
     {
         // No escapes and no NUL: the token is the text between the quotes, in place.
-        m_ich = (int)(pch - m_pchBase) + 1;
-        pToken->m_pchText = pchStart;
-        pToken->m_cchText = (uint32)(pch - pchStart);
-        return BTruncate(pToken, (int)(pchStart - m_pchBase) + m_cchTokenMax);
+        m_pch = pchClose + 1;
+        pToken->m_pchText = pchQuote + 1;
+        pToken->m_cchText = (uint32)(pchClose - pchQuote - 1);
+        return pToken->m_cchText <= m_cchTokenMax || BTruncate(pToken, pchQuote + 1 + m_cchTokenMax);
     }
-    return BReadQuotedEscaped(pConv, pToken);
+    return BReadQuotedEscaped(bUseEscapes ? m_pEscapes : m_pNoEscapes, pToken);
 }
 
 // The general quoted read, one run between special characters at a time, with the
@@ -236,16 +165,16 @@ bool CKeyValuesTokenizer::BReadQuoted(CUtlCharConversion* pConv, KeyValuesToken_
 bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValuesToken_s* pToken)
 {
     const char chEscape = pConv->GetEscapeChar();
-    const char* pchEnd = m_pchBase + m_ichEnd;
-    const char* pch = m_pchBase + m_ich;
-    int cchOut = 0;           // characters produced, kept or not
-    int ichFirstDropped = -1; // buffer offset where the token buffer ran full
-    int cchText = -1;         // position of the first NUL produced
+    const int cchTokenMax = (int)m_cchTokenMax;
+    const char* pch = m_pch;
+    int cchOut = 0;                        // characters produced, kept or not
+    const char* pchFirstDropped = nullptr; // where the token buffer ran full
+    int cchText = -1;                      // position of the first NUL produced
     auto Emit = [&](const char* pchRun, int cchRun)
     {
-        int cchRoom = m_cchTokenMax - cchOut;
-        if (cchRun > cchRoom && ichFirstDropped < 0)
-            ichFirstDropped = (int)(pch - m_pchBase);
+        int cchRoom = cchTokenMax - cchOut;
+        if (cchRun > cchRoom && !pchFirstDropped)
+            pchFirstDropped = pch;
         if (cchRoom > 0)
             memcpy(m_pchTokenBuffer + cchOut, pchRun, (size_t)(cchRun < cchRoom ? cchRun : cchRoom));
         cchOut += cchRun;
@@ -254,11 +183,11 @@ bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValue
     {
         // Runs hold no quote, escape or NUL; those come one at a time below.
         const char* pchRun = pch;
-        pch = FindQuotedSpecial(pch, pchEnd, chEscape);
+        pch = FindQuotedSpecial(pch, m_pchEnd, chEscape);
         Emit(pchRun, (int)(pch - pchRun));
-        if (pch >= pchEnd)
+        if (pch >= m_pchEnd)
         {
-            m_bGetOverflow = true; // the closing quote never came
+            NoteGetOverflow(); // the closing quote never came
             break;
         }
         char ch = *pch++;
@@ -266,7 +195,7 @@ bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValue
             break;
         if (ch == chEscape)
         {
-            int cchLook = (int)(pchEnd - pch);
+            int cchLook = (int)(m_pchEnd - pch);
             if (cchLook > pConv->MaxConversionLength())
                 cchLook = pConv->MaxConversionLength();
             ch = cchLook > 0 ? pConv->FindConversion(pch, &cchLook) : '\0';
@@ -276,14 +205,14 @@ bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValue
             cchText = cchOut;
         Emit(&ch, 1);
     }
-    m_ich = (int)(pch - m_pchBase);
-    int cchKept = cchOut < m_cchTokenMax ? cchOut : m_cchTokenMax;
+    m_pch = pch;
+    int cchKept = cchOut < cchTokenMax ? cchOut : cchTokenMax;
     m_pchTokenBuffer[cchKept] = '\0';
     pToken->m_pchText = m_pchTokenBuffer;
     pToken->m_cchText = (uint32)(cchText >= 0 && cchText < cchKept ? cchText : cchKept);
-    if (ichFirstDropped < 0)
+    if (!pchFirstDropped)
         return true;
-    m_parser.ReportError(k_szTokenOverflow, ichFirstDropped);
+    m_parser.ReportError(k_szTokenOverflow, Offset(pchFirstDropped));
     return false;
 }
 
@@ -291,20 +220,13 @@ bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValue
 // itself up to a NUL, which is consumed.
 bool CKeyValuesTokenizer::BReadUntilNul(KeyValuesToken_s* pToken)
 {
-    const char* pchStart = m_pchBase + m_ich;
-    const void* pNul = memchr(pchStart, '\0', (size_t)(m_ichEnd - m_ich));
-    const char* pchStop = pNul ? (const char*)pNul : m_pchBase + m_ichEnd;
-    m_ich = (int)(pchStop - m_pchBase) + (pNul ? 1 : 0);
+    const char* pchStart = m_pch;
+    const void* pNul = memchr(pchStart, '\0', (size_t)(m_pchEnd - m_pch));
+    const char* pchStop = pNul ? (const char*)pNul : m_pchEnd;
+    m_pch = pchStop + (pNul ? 1 : 0);
     pToken->m_pchText = pchStart;
     pToken->m_cchText = (uint32)(pchStop - pchStart);
-    return BTruncate(pToken, (int)(pchStart - m_pchBase) + m_cchTokenMax);
-}
-
-const char* CKeyValuesTokenizer::ReadableEnd(const KeyValuesToken_s& token) const
-{
-    const char* pchTokenBufferEnd = m_pchTokenBuffer + m_cchTokenMax + 1;
-    bool bInTokenBuffer = token.m_pchText >= m_pchTokenBuffer && token.m_pchText < pchTokenBufferEnd;
-    return bInTokenBuffer ? pchTokenBufferEnd : m_pchBase + m_ichEnd;
+    return pToken->m_cchText <= m_cchTokenMax || BTruncate(pToken, pchStart + m_cchTokenMax);
 }
 
 const char* CKeyValuesTokenizer::TerminatedText(const KeyValuesToken_s& token)

@@ -4,6 +4,7 @@
 // pass one to read the error text afterwards or to load quietly.
 
 #include "tier0/basetypes.h"
+#include "tier0/dbg.h"
 #include "tier1/utlstring.h"
 #include "vstdlib/ikeyvaluessystem.h"
 
@@ -36,7 +37,13 @@ public:
 
     // Key stack: PushKey returns the level it filled; SetKeyAt renames that level.
     int PushKey(HKeySymbol nSymbol);
-    void SetKeyAt(int nLevel, HKeySymbol nSymbol);
+    // Inline: the reader renames its level once per key.
+    void SetKeyAt(int nLevel, HKeySymbol nSymbol)
+    {
+        AssertFmt(nLevel >= 0 && nLevel < m_nErrorIndex, "stackLevel >= 0 && stackLevel < m_errorIndex");
+        if (nLevel >= 0 && nLevel < k_cKeyStack)
+            m_rgnKeyStack[nLevel] = nSymbol;
+    }
     void PopKey();
     int GetStackIndex() const { return m_nErrorIndex; }
 
