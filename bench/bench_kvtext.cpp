@@ -9,6 +9,7 @@
 
 #include "kvdocgen.h"
 #include "tier1/keyvalues.h"
+#include "tier1/keyvalues_pool.h"
 #include "tier1/utlbuffer.h"
 
 #ifndef _WIN32
@@ -17,16 +18,17 @@
 
 namespace
 {
-// Heap bytes in use by the process right now (glibc's accounting; Wine reports no usable
-// figure, so the cross build leaves the counter out).
-bool BHeapBytesInUse(size_t* pcub)
+// Bytes in use by the process right now: the heap (glibc's accounting; Wine reports no
+// usable figure, so the cross build leaves the counter out) and the chunks of the
+// KeyValues pool, which come straight from the system.
+bool BBytesInUse(size_t* pcub)
 {
 #ifdef _WIN32
     (void)pcub;
     return false;
 #else
     struct mallinfo2 info = mallinfo2();
-    *pcub = info.uordblks + info.hblkhd;
+    *pcub = info.uordblks + info.hblkhd + GetKeyValuesPoolStats().m_cubHeld;
     return true;
 #endif
 }
@@ -56,9 +58,9 @@ void BM_Read(benchmark::State& state, EKVDocShape eShape)
     // The document's memory (the buffer) plus what the parsed tree adds, as a multiple
     // of the document's size; the token buffer of the load is freed by then.
     size_t cubBefore = 0, cubAfter = 0;
-    bool bMeasured = BHeapBytesInUse(&cubBefore);
+    bool bMeasured = BBytesInUse(&cubBefore);
     std::unique_ptr<KeyValues> pkv = Read(strDocument);
-    bMeasured = bMeasured && BHeapBytesInUse(&cubAfter);
+    bMeasured = bMeasured && BBytesInUse(&cubAfter);
     double flMemory = (double)(strDocument.size() + (cubAfter - cubBefore)) / (double)strDocument.size();
     if (!pkv)
         return state.SkipWithError("the document did not read cleanly");

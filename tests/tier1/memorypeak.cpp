@@ -5,6 +5,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "tier1/keyvalues_pool.h"
+
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define ISE_MEMORYPEAK_ASAN 1
@@ -41,11 +43,12 @@ bool InstallHooksOnce()
 }
 } // namespace
 
-CMemoryPeak::CMemoryPeak()
+CMemoryPeak::CMemoryPeak() : m_cubPoolHeldBefore(GetKeyValuesPoolStats().m_cubHeld)
 {
     InstallHooksOnce();
     s_cubCurrent = 0;
     s_cubPeak = 0;
+    KeyValuesPoolResetPeak();
 }
 
 CMemoryPeak::~CMemoryPeak() = default;
@@ -57,10 +60,14 @@ bool CMemoryPeak::BMeasured() const
 
 size_t CMemoryPeak::PeakBytes() const
 {
-    return (size_t)s_cubPeak.load();
+    return (size_t)s_cubPeak.load() + (size_t)(GetKeyValuesPoolStats().m_cubHeldPeak - m_cubPoolHeldBefore);
 }
 #else
-CMemoryPeak::CMemoryPeak() = default;
+CMemoryPeak::CMemoryPeak() : m_cubPoolHeldBefore(GetKeyValuesPoolStats().m_cubHeld)
+{
+    KeyValuesPoolResetPeak();
+}
+
 CMemoryPeak::~CMemoryPeak() = default;
 
 bool CMemoryPeak::BMeasured() const
@@ -68,8 +75,9 @@ bool CMemoryPeak::BMeasured() const
     return false;
 }
 
+// Without the heap hooks only the pool is seen; callers check BMeasured first.
 size_t CMemoryPeak::PeakBytes() const
 {
-    return 0;
+    return (size_t)(GetKeyValuesPoolStats().m_cubHeldPeak - m_cubPoolHeldBefore);
 }
 #endif

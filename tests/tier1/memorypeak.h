@@ -1,8 +1,10 @@
 #pragma once
-// Peak heap use over a scope, from the sanitizer allocator's hooks (native sanitizer
-// builds only; elsewhere nothing is measured).
+// Peak memory use over a scope: the heap, from the sanitizer allocator's hooks (native
+// sanitizer builds only; elsewhere nothing is measured), plus the KeyValues pool's
+// chunks, which come straight from the system.
 
 #include <cstddef>
+#include <cstdint>
 
 class CMemoryPeak
 {
@@ -13,7 +15,11 @@ public:
     CMemoryPeak& operator=(const CMemoryPeak&) = delete;
 
     bool BMeasured() const;
-    // Highest number of bytes allocated at once since construction, beyond what was
-    // allocated then.
+    // Highest number of heap bytes allocated at once since construction, beyond what was
+    // allocated then, plus the same for the pool's chunks (the two peaks added: an upper
+    // bound of the peak of their sum).
     size_t PeakBytes() const;
+
+private:
+    uint64_t m_cubPoolHeldBefore;
 };

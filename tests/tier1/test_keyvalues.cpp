@@ -478,6 +478,56 @@ TEST(KeyValuesPool, MemoryFollowsTheNodesAlive)
     EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
 }
 
+TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePool)
+{
+    // Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
+    // largest class, one more goes to the heap.
+    for (size_t cch : {16, 23, 24, 255, 256, 1000})
+    {
+        std::string str = "a" + std::string(cch - 2, 'x') + "z";
+        KV pkv = NewString(str.c_str());
+        EXPECT_EQ(str, pkv->GetString());
+        EXPECT_EQ(cch + 1 <= 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
+        pkv->SetString(pkv->GetString() + 1); // from its own text, into another class
+        EXPECT_EQ(str.substr(1), pkv->GetString()) << cch;
+        pkv->SetInt(1);
+        EXPECT_EQ(0u, FlagWord(pkv.get()) >> 29 & 1);
+    }
+    for (size_t cch : {8, 127, 128})
+    {
+        std::u16string wstr(cch, u'\u00FC');
+        KV pkv(new KeyValues("w"));
+        pkv->SetWString(wstr.c_str());
+        EXPECT_EQ((cch + 1) * 2 <= 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
+        EXPECT_EQ(0, memcmp(wstr.c_str(), pkv->GetWString(), (cch + 1) * sizeof(wchar16)));
+        std::string strUTF8;
+        for (size_t i = 0; i < cch; ++i)
+            strUTF8 += "\xC3\xBC";
+        EXPECT_EQ(strUTF8, pkv->GetString()) << cch; // converted in place, pooled again
+    }
+}
+
+TEST(KeyValuesPool, TextMemoryFollowsTheTextsAlive)
+{
+    KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
+    std::vector<KeyValues*> vecNodes;
+    std::string strText(99, 't');
+    for (int i = 0; i < 20000; ++i)
+    {
+        vecNodes.push_back(new KeyValues(0));
+        vecNodes.back()->SetString(strText.c_str());
+    }
+    // 100-byte texts take a 104-byte slot: 630 of them to a 64 KiB chunk.
+    EXPECT_GE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 20000 / 630 + 20000 * 32 / 65536);
+    EXPECT_GE(GetKeyValuesPoolStats().m_cubHeldPeak, before.m_cubHeld + (20000 / 630) * 65536);
+    std::shuffle(vecNodes.begin(), vecNodes.end(), std::mt19937(11));
+    for (KeyValues* pkv : vecNodes)
+        delete pkv;
+    // One empty chunk is kept per class: the nodes' and the texts'.
+    EXPECT_LE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 2);
+    EXPECT_EQ(GetKeyValuesPoolStats().m_cChunks * 65536ull, GetKeyValuesPoolStats().m_cubHeld);
+}
+
 TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
 {
     uint64 cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
@@ -497,8 +547,13 @@ TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
                     int tNeighbour = (t + 1) % k_cThreads;
                     for (int i = 0; i < k_cPerThread; ++i)
                     {
+                        // Every other node holds pooled text, freed by the neighbour too.
                         KeyValues* pkv = new KeyValues(0);
-                        pkv->SetInt(t * k_cPerThread + i);
+                        int nValue = t * k_cPerThread + i;
+                        if (i & 1)
+                            pkv->SetString((std::to_string(nValue) + " and a text for the pool").c_str());
+                        else
+                            pkv->SetInt(nValue);
                         if (nPhase == 0)
                             vecMade[t].push_back(pkv);
                         else

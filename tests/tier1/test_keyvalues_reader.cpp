@@ -254,36 +254,93 @@ TEST(KeyValuesReader, EmbeddedNulAndGarbageNeverCrash)
     }
 }
 
+// cLevels sections, each opened with strOpen (its name and brace), the innermost holding
+// "k 1", all closed with strClose (which may be empty), then strAfter.
+std::string NestedText(int cLevels, const std::string& strOpen, const std::string& strClose,
+                       const std::string& strAfter = "")
+{
+    std::string strText;
+    strText.reserve((size_t)cLevels * (strOpen.size() + strClose.size()) + strAfter.size() + 8);
+    for (int i = 0; i < cLevels; ++i)
+        strText += strOpen;
+    strText += "k 1";
+    for (int i = 0; i < cLevels; ++i)
+        strText += strClose;
+    return strText + strAfter;
+}
+
+// Sections below the top-level key, following first children.
+int NestedSectionCount(const KeyValues* pkv)
+{
+    int cDepth = 0;
+    while ((pkv = pkv->GetFirstTrueSubKey()) != nullptr)
+        ++cDepth;
+    return cDepth;
+}
+
+const char k_szTooDeep[] =
+    "KeyValues Error: RecursiveLoadFromBuffer:  sections nested deeper than 10000 levels in "
+    "file test.vdf [offset: ";
+
+TEST(KeyValuesReader, NestingBoundEndsTheLoad)
+{
+    // 10,000 open sections (the top-level one included) read; the next level is refused,
+    // the load ends there (a later top-level key is not read) and what was read stays.
+    LoadResult_s result = LoadText(NestedText(10000, "a{", "}", " next { j 2 }"));
+    EXPECT_TRUE(result.m_bClean) << result.m_strErrors.substr(0, 200);
+    EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get()));
+    ASSERT_NE(nullptr, result.m_pkv->GetNextKey());
+    EXPECT_EQ(2, result.m_pkv->GetNextKey()->GetKeyInt("j", 0));
+
+    result = LoadText(NestedText(10001, "a{", "}", " next { j 2 }"));
+    EXPECT_FALSE(result.m_bClean);
+    EXPECT_EQ(0u, result.m_strErrors.find(k_szTooDeep)) << result.m_strErrors.substr(0, 200);
+    EXPECT_EQ(result.m_strErrors.find("KeyValues Error"), result.m_strErrors.rfind("KeyValues Error"));
+    EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get()));
+    EXPECT_EQ(nullptr, result.m_pkv->GetNextKey());
+
+    // Values read before the refused section stay, in every enclosing level.
+    result = LoadText("top { v 1 s { w 2 " + NestedText(9999, "a{", "}") + " x 3 } y 4 }");
+    EXPECT_FALSE(result.m_bClean);
+    EXPECT_EQ(1, result.m_pkv->GetKeyInt("v", 0));
+    EXPECT_EQ(2, result.m_pkv->GetKeyInt("s/w", 0));
+    EXPECT_EQ(0, result.m_pkv->GetKeyInt("s/x", 0));
+    EXPECT_EQ(0, result.m_pkv->GetKeyInt("y", 0));
+    EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get()));
+}
+
 #if !defined(_WIN32)
 // Hostile sizes, measured natively: read or rejected, with memory below four times the
 // input.
 TEST(KeyValuesReaderHostile, MillionLevelsDeep)
 {
-    const int k_cLevels = 1000000;
-    std::string strText;
-    for (int i = 0; i < k_cLevels; ++i)
-        strText += "\"Level\"\n{\n";
-    strText += "\"k\" \"v\"\n";
-    strText.append((size_t)k_cLevels, '}');
-    CMemoryPeak peak;
-    LoadResult_s result = LoadText(strText);
-    EXPECT_TRUE(result.m_bClean) << result.m_strErrors.substr(0, 300);
-    std::string strSaved;
+    struct Shape_s
     {
-        // The writer's output grows with the square of the depth; a fixed buffer ends it.
-        std::vector<char> vecOut(1 << 20);
-        CUtlBuffer out(vecOut.data(), (int)vecOut.size(), CUtlBuffer::TEXT_BUFFER);
-        EXPECT_FALSE(result.m_pkv->SaveToBuffer(out));
+        const char* m_pszOpen;
+        const char* m_pszClose;
+    } rgShapes[] = {
+        {"a{", "}"},             // three bytes a level
+        {"a{", ""},              // never closed
+        {"\"a\"{", "}"},         // quoted names
+        {"\"Level\"\n{\n", "}"}, // the writer's layout
+    };
+    for (const Shape_s& shape : rgShapes)
+    {
+        std::string strText = NestedText(1000000, shape.m_pszOpen, shape.m_pszClose);
+        CMemoryPeak peak;
+        LoadResult_s result = LoadText(strText);
+        EXPECT_EQ(0u, result.m_strErrors.find(k_szTooDeep)) << shape.m_pszOpen;
+        EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get())) << shape.m_pszOpen;
+        {
+            // The writer's output grows with the square of the depth; a fixed buffer ends it.
+            std::vector<char> vecOut(1 << 20);
+            CUtlBuffer out(vecOut.data(), (int)vecOut.size(), CUtlBuffer::TEXT_BUFFER);
+            EXPECT_FALSE(result.m_pkv->SaveToBuffer(out));
+        }
+        result.m_pkv.reset();
+        if (peak.BMeasured())
+            EXPECT_LT(peak.PeakBytes(), 4 * strText.size()) << shape.m_pszOpen;
     }
-    KeyValues* pkvDeepest = result.m_pkv.get();
-    int cDepth = 0;
-    while (KeyValues* pkvSub = pkvDeepest->GetFirstTrueSubKey())
-        pkvDeepest = pkvSub, ++cDepth;
-    EXPECT_EQ(k_cLevels - 1, cDepth);
-    EXPECT_STREQ("v", pkvDeepest->GetKeyString("k", "?"));
-    result.m_pkv.reset();
-    if (peak.BMeasured())
-        EXPECT_LT(peak.PeakBytes(), 4 * strText.size());
 }
 
 TEST(KeyValuesReaderHostile, ThreeHundredMegabyteToken)
