@@ -18,9 +18,9 @@ public:
     // Where a name was looked for: what Store needs when the cache did not have it.
     struct Probe_s
     {
-        uint64 m_ulHash;
-        uint64 m_ulFirstWord;
-        uint32 m_nSlot;
+        uint64 m_ulHash = 0;
+        uint64 m_ulFirstWord = 0;
+        uint32 m_nSlot = 0;
     };
 
     CKeySymbolCache() { Allocate(k_cEntriesInitial); }
