@@ -1,6 +1,8 @@
 // The KeyValues text writer. Text is assembled in a staging area and handed to the buffer
-// in large pieces; the walk keeps its own stack, so a tree of any depth is written (or
-// the buffer runs full and the write ends there).
+// in large pieces; a line is built in one reservation of the staging area, with its name
+// from a cache of converted-name facts and its number from a digit table. The walk keeps
+// its own stack, so a tree of any depth is written (or the buffer runs full and the
+// write ends there).
 
 #include <cmath>
 #include <cstdio>
@@ -13,6 +15,10 @@
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
 #include "vstdlib/strtools.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace
 {
@@ -122,54 +128,154 @@ private:
     char* m_rgch;
 };
 
-char* FormatUnsigned(char* pchEnd, uint64 ulValue)
+struct DigitPairs_s
 {
-    do
+    char m_rgch[200];
+
+    constexpr DigitPairs_s() : m_rgch()
     {
-        *--pchEnd = (char)('0' + ulValue % 10);
-        ulValue /= 10;
-    } while (ulValue);
+        for (int i = 0; i < 100; ++i)
+        {
+            m_rgch[2 * i] = (char)('0' + i / 10);
+            m_rgch[2 * i + 1] = (char)('0' + i % 10);
+        }
+    }
+};
+
+constexpr DigitPairs_s k_digitPairs;
+
+// Decimal digits of ulValue at pch; returns the end. Two digits per division.
+char* PutUnsigned(char* pch, uint64 ulValue)
+{
+    int cDigits = 1;
+    for (uint64 ulRest = ulValue; ulRest >= 10; ulRest /= 10)
+        ++cDigits;
+    char* pchEnd = pch + cDigits;
+    char* pchOut = pchEnd;
+    for (; ulValue >= 100; ulValue /= 100)
+    {
+        pchOut -= 2;
+        memcpy(pchOut, &k_digitPairs.m_rgch[2 * (ulValue % 100)], 2);
+    }
+    if (ulValue >= 10)
+        memcpy(pchOut - 2, &k_digitPairs.m_rgch[2 * ulValue], 2);
+    else
+        pchOut[-1] = (char)('0' + ulValue);
     return pchEnd;
 }
 
-void AppendInteger(CTextStage& stage, int64 llValue, bool bUnsigned)
+constexpr int k_cchIntegerMax = 20; // "-9223372036854775808" and "18446744073709551615"
+
+char* PutInteger(char* pch, int64 llValue, bool bUnsigned)
 {
-    char szDigits[24];
-    char* pchEnd = szDigits + sizeof(szDigits);
     bool bNegative = !bUnsigned && llValue < 0;
-    char* pch = FormatUnsigned(pchEnd, bNegative ? 0 - (uint64)llValue : (uint64)llValue);
     if (bNegative)
-        *--pch = '-';
-    stage.Append(pch, (int)(pchEnd - pch));
+        *pch++ = '-';
+    return PutUnsigned(pch, bNegative ? 0 - (uint64)llValue : (uint64)llValue);
 }
 
-void AppendFloat(CTextStage& stage, float flValue)
+constexpr int k_cchFloatMax = 32; // "%.18g" of a float widened to double: at most 26
+
+char* PutFloat(char* pch, float flValue)
 {
     // Positive zero and exactly one have their own short forms; -0 goes through "%.18g".
     if (flValue == 0.0f && !std::signbit(flValue))
-        return stage.AppendChar('0');
+    {
+        *pch = '0';
+        return pch + 1;
+    }
     if (flValue == 1.0f)
-        return stage.AppendChar('1');
+    {
+        *pch = '1';
+        return pch + 1;
+    }
     char szText[64];
     int cch = snprintf(szText, sizeof(szText), "%.18g", (double)flValue);
-    if (cch > 0)
-        stage.Append(szText, cch < (int)sizeof(szText) ? cch : (int)sizeof(szText) - 1);
+    cch = cch < 0 ? 0 : (cch < k_cchFloatMax ? cch : k_cchFloatMax);
+    memcpy(pch, szText, (size_t)cch);
+    return pch + cch;
+}
+
+char* PutHex(char* pch, const uint8* pubData, uint32 cubData)
+{
+    static const char k_rgchHex[] = "0123456789abcdef";
+    for (uint32 i = 0; i < cubData; ++i)
+    {
+        *pch++ = k_rgchHex[pubData[i] >> 4];
+        *pch++ = k_rgchHex[pubData[i] & 0xF];
+    }
+    return pch;
 }
 
 void AppendHex(CTextStage& stage, const uint8* pubData, uint32 cubData)
 {
-    static const char k_rgchHex[] = "0123456789abcdef";
     for (uint32 i = 0; i < cubData;)
     {
         uint32 cub =
             cubData - i < CTextStage::k_cchReserveMax / 2 ? cubData - i : CTextStage::k_cchReserveMax / 2;
         char* pch = stage.Reserve((int)cub * 2);
-        for (uint32 j = 0; j < cub; ++j, ++i)
+        stage.Commit((int)(PutHex(pch, pubData + i, cub) - pch));
+        i += cub;
+    }
+}
+
+// Tabs in steps of eight: the reservation has room for the overshoot.
+constexpr int k_cchTabSlack = 8;
+
+char* PutTabs(char* pch, int cTabs)
+{
+    for (int i = 0; i < cTabs; i += 8)
+        memcpy(pch + i, "\t\t\t\t\t\t\t\t", 8);
+    return pch + cTabs;
+}
+
+// The first character of [pch, pchEnd) that the conversion changes (its class in the
+// table, masked by fMode, is non-zero); pchEnd if none.
+const char* FindConverted(const char* pch, const char* pchEnd, uint8 fMode)
+{
+#if defined(__SSE2__)
+    if (!(fMode & 4))
+    {
+        // Values: only quotes, and backslashes when escaping, are converted.
+        const __m128i vQuote = _mm_set1_epi8('"');
+        const __m128i vBackslash = _mm_set1_epi8((fMode & 2) ? '\\' : '"');
+        for (; pchEnd - pch >= 16; pch += 16)
         {
-            pch[2 * j] = k_rgchHex[pubData[i] >> 4];
-            pch[2 * j + 1] = k_rgchHex[pubData[i] & 0xF];
+            __m128i v = _mm_loadu_si128((const __m128i*)pch);
+            unsigned nMask = (unsigned)_mm_movemask_epi8(
+                _mm_or_si128(_mm_cmpeq_epi8(v, vQuote), _mm_cmpeq_epi8(v, vBackslash)));
+            if (nMask)
+                return pch + __builtin_ctz(nMask);
         }
-        stage.Commit((int)cub * 2);
+    }
+#endif
+    while (pch < pchEnd && !(k_convertTable.m_rgfSpecial[(uint8)*pch] & fMode))
+        ++pch;
+    return pch;
+}
+
+// cch characters converted at pchOut, which has room for twice as many; returns the end.
+char* PutConverted(char* pchOut, const char* pch, size_t cch, uint8 fMode)
+{
+    const char* pchEnd = pch + cch;
+    for (;;)
+    {
+        const char* pchSpecial = FindConverted(pch, pchEnd, fMode);
+        memcpy(pchOut, pch, (size_t)(pchSpecial - pch));
+        pchOut += pchSpecial - pch;
+        if (pchSpecial == pchEnd)
+            return pchOut;
+        char ch = *pchSpecial;
+        if (k_convertTable.m_rgfSpecial[(uint8)ch] & fMode & 4)
+        {
+            *pchOut++ = V_tolower_ascii(ch);
+        }
+        else
+        {
+            *pchOut++ = '\\';
+            *pchOut++ = ch;
+        }
+        pch = pchSpecial + 1;
     }
 }
 } // namespace
@@ -177,99 +283,167 @@ void AppendHex(CTextStage& stage, const uint8* pubData, uint32 cubData)
 class CKeyValuesWriter
 {
 public:
-    CKeyValuesWriter(CUtlBuffer& buf, int nFlags) : m_stage(buf), m_nFlags(nFlags) {}
+    CKeyValuesWriter(CUtlBuffer& buf, int nFlags)
+        : m_stage(buf), m_nFlags(nFlags), m_pNames((NameFacts_s*)calloc(k_cNames, sizeof(NameFacts_s)))
+    {
+        AssertFatal(m_pNames);
+    }
+    ~CKeyValuesWriter() { free(m_pNames); }
+    CKeyValuesWriter(const CKeyValuesWriter&) = delete;
+    CKeyValuesWriter& operator=(const CKeyValuesWriter&) = delete;
 
     void WriteTree(const KeyValues* pkvTop);
 
 private:
+    // A key name's pooled text, its length and the conversion classes of its characters.
+    struct NameFacts_s
+    {
+        const char* m_pszText; // null: the slot is empty
+        uint32 m_cch;
+        HKeySymbol m_nSymbol;
+        uint8 m_fClasses;
+    };
+    static constexpr uint32 k_cNames = 1024; // a direct-mapped cache by symbol
+
+    const NameFacts_s& NameOf(HKeySymbol nSymbol);
+    // Conversion classes that apply to text written in pkvSection (see k_convertTable).
+    static uint8 ModeOf(const KeyValues* pkvSection, bool bLowerCase)
+    {
+        return (uint8)(1 | (pkvSection->m_bHasEscapeSequences ? 2 : 0) | (bLowerCase ? 4 : 0));
+    }
+    char* PutName(char* pch, const NameFacts_s& name, uint8 fMode)
+    {
+        if (!(name.m_fClasses & fMode))
+        {
+            memcpy(pch, name.m_pszText, name.m_cch);
+            return pch + name.m_cch;
+        }
+        return PutConverted(pch, name.m_pszText, name.m_cch, fMode);
+    }
     void WriteSectionHead(const KeyValues* pkvSection, int nDepth);
     void WriteSectionTail(int nDepth);
     // A value child's line; nothing for types without a text form.
     void WriteValue(const KeyValues* pkvSection, const KeyValues* pkvValue, int nDepth);
-    void WriteValueText(const KeyValues* pkvSection, const KeyValues* pkvValue);
+    // The longest text the value can take, for the line's reservation.
+    static size_t MaxValueText(const KeyValues* pkvValue, size_t cchString);
+    char* PutValueText(char* pch, const KeyValues* pkvSection, const KeyValues* pkvValue, size_t cchString);
+    // Lines too long for one reservation, and wide strings, go out piece by piece.
+    void WriteLongValue(const KeyValues* pkvSection, const KeyValues* pkvValue, int nDepth);
+    void WriteWideValue(const KeyValues* pkvSection, const KeyValues* pkvValue, int nDepth);
     void WriteConvertedString(const KeyValues* pkvSection, const char* pszText, bool bLowerCase);
     bool BLowerCaseNames() const { return (m_nFlags & k_EKVSaveLowerCaseNames) != 0; }
 
     CTextStage m_stage;
     int m_nFlags;
+    NameFacts_s* m_pNames;
 };
+
+const CKeyValuesWriter::NameFacts_s& CKeyValuesWriter::NameOf(HKeySymbol nSymbol)
+{
+    NameFacts_s& name = m_pNames[((uint32)nSymbol * 0x9E3779B1u) >> 22];
+    if (name.m_pszText && name.m_nSymbol == nSymbol)
+        return name;
+    const char* pszText = KeyValuesSystem()->GetStringForSymbol(nSymbol);
+    uint8 fClasses = 0;
+    const char* pch = pszText;
+    for (; *pch; ++pch)
+        fClasses |= k_convertTable.m_rgfSpecial[(uint8)*pch];
+    name = {pszText, (uint32)(pch - pszText), nSymbol, fClasses};
+    return name;
+}
 
 void CKeyValuesWriter::WriteConvertedString(const KeyValues* pkvSection, const char* pszText, bool bLowerCase)
 {
-    uint8 fSpecial = 1 | (pkvSection->m_bHasEscapeSequences ? 2 : 0) | (bLowerCase ? 4 : 0);
-    const char* pch = pszText;
+    uint8 fMode = ModeOf(pkvSection, bLowerCase);
     // Converted in pieces straight into the staging area; a character takes at most two.
     for (size_t cchLeft = strlen(pszText); cchLeft;)
     {
         size_t cchPiece =
             cchLeft < CTextStage::k_cchReserveMax / 2 ? cchLeft : CTextStage::k_cchReserveMax / 2;
         char* pchOut = m_stage.Reserve((int)(2 * cchPiece));
-        char* pchStart = pchOut;
-        for (const char* pchEnd = pch + cchPiece; pch < pchEnd; ++pch)
-        {
-            char ch = *pch;
-            uint8 f = k_convertTable.m_rgfSpecial[(uint8)ch] & fSpecial;
-            if (!f)
-            {
-                *pchOut++ = ch;
-            }
-            else if (f & 4)
-            {
-                *pchOut++ = V_tolower_ascii(ch);
-            }
-            else
-            {
-                *pchOut++ = '\\';
-                *pchOut++ = ch;
-            }
-        }
-        m_stage.Commit((int)(pchOut - pchStart));
+        m_stage.Commit((int)(PutConverted(pchOut, pszText, cchPiece, fMode) - pchOut));
+        pszText += cchPiece;
         cchLeft -= cchPiece;
     }
 }
 
 void CKeyValuesWriter::WriteSectionHead(const KeyValues* pkvSection, int nDepth)
 {
-    m_stage.AppendTabs(nDepth);
-    m_stage.AppendChar('"');
-    WriteConvertedString(pkvSection, pkvSection->GetName(), BLowerCaseNames());
-    m_stage.Append("\"\n", 2);
-    m_stage.AppendTabs(nDepth);
-    m_stage.Append("{\n", 2);
+    const NameFacts_s& name = NameOf(pkvSection->m_iKeyName);
+    size_t cchLine = 2 * (size_t)nDepth + 2 * (size_t)name.m_cch + 6 + k_cchTabSlack;
+    if (cchLine > CTextStage::k_cchReserveMax)
+    {
+        m_stage.AppendTabs(nDepth);
+        m_stage.AppendChar('"');
+        WriteConvertedString(pkvSection, name.m_pszText, BLowerCaseNames());
+        m_stage.Append("\"\n", 2);
+        m_stage.AppendTabs(nDepth);
+        m_stage.Append("{\n", 2);
+        return;
+    }
+    char* pchStart = m_stage.Reserve((int)cchLine);
+    char* pch = PutTabs(pchStart, nDepth);
+    *pch++ = '"';
+    pch = PutName(pch, name, ModeOf(pkvSection, BLowerCaseNames()));
+    *pch++ = '"';
+    *pch++ = '\n';
+    pch = PutTabs(pch, nDepth);
+    *pch++ = '{';
+    *pch++ = '\n';
+    m_stage.Commit((int)(pch - pchStart));
 }
 
 void CKeyValuesWriter::WriteSectionTail(int nDepth)
 {
-    m_stage.AppendTabs(nDepth);
-    m_stage.Append("}\n", 2);
+    if (nDepth + 2 + k_cchTabSlack > CTextStage::k_cchReserveMax)
+    {
+        m_stage.AppendTabs(nDepth);
+        m_stage.Append("}\n", 2);
+        return;
+    }
+    char* pchStart = m_stage.Reserve(nDepth + 2 + k_cchTabSlack);
+    char* pch = PutTabs(pchStart, nDepth);
+    *pch++ = '}';
+    *pch++ = '\n';
+    m_stage.Commit((int)(pch - pchStart));
 }
 
-void CKeyValuesWriter::WriteValueText(const KeyValues* pkvSection, const KeyValues* pkvValue)
+size_t CKeyValuesWriter::MaxValueText(const KeyValues* pkvValue, size_t cchString)
+{
+    switch (pkvValue->m_iDataType)
+    {
+        case KeyValues::TYPE_STRING:
+            return 2 * cchString;
+        case KeyValues::TYPE_BINARY:
+            return 2 * (size_t)pkvValue->m_Value.m_binary.m_cubData;
+        case KeyValues::TYPE_FLOAT:
+            return k_cchFloatMax;
+        default:
+            return k_cchIntegerMax;
+    }
+}
+
+char* CKeyValuesWriter::PutValueText(char* pch, const KeyValues* pkvSection, const KeyValues* pkvValue,
+                                     size_t cchString)
 {
     const KeyValues::Value_u& value = pkvValue->m_Value;
     switch (pkvValue->m_iDataType)
     {
         case KeyValues::TYPE_STRING:
-            WriteConvertedString(pkvSection, pkvValue->StringText(), false);
-            break;
+            return PutConverted(pch, pkvValue->StringText(), cchString, ModeOf(pkvSection, false));
         case KeyValues::TYPE_INT:
-            AppendInteger(m_stage, value.m_nValue, false);
-            break;
+            return PutInteger(pch, value.m_nValue, false);
         case KeyValues::TYPE_FLOAT:
-            AppendFloat(m_stage, value.m_flValue);
-            break;
+            return PutFloat(pch, value.m_flValue);
         case KeyValues::TYPE_UINT64:
-            AppendInteger(m_stage, (int64)value.m_ulValue, (m_nFlags & k_EKVSaveUint64Unsigned) != 0);
-            break;
+            return PutInteger(pch, (int64)value.m_ulValue, (m_nFlags & k_EKVSaveUint64Unsigned) != 0);
         case KeyValues::TYPE_INT64:
-            AppendInteger(m_stage, value.m_llValue, false);
-            break;
+            return PutInteger(pch, value.m_llValue, false);
         case KeyValues::TYPE_BINARY:
-            AppendHex(m_stage, value.m_binary.m_pubData, value.m_binary.m_cubData);
-            break;
+            return PutHex(pch, value.m_binary.m_pubData, value.m_binary.m_cubData);
         default:
             AssertFmt(false, "no text form for type %d", (int)pkvValue->m_iDataType);
-            break;
+            return pch;
     }
 }
 
@@ -282,29 +456,62 @@ void CKeyValuesWriter::WriteValue(const KeyValues* pkvSection, const KeyValues* 
         return;
     }
     if (nType == KeyValues::TYPE_WSTRING)
-    {
-        // The name goes out as it stands; a value that cannot be converted drops the line.
-        int cubUTF8 = V_UTF16ToUTF8(pkvValue->WideText(), nullptr, 0);
-        std::vector<char> vecUTF8((size_t)(cubUTF8 > 0 ? cubUTF8 : 1));
-        if (cubUTF8 <= 0 || V_UTF16ToUTF8(pkvValue->WideText(), vecUTF8.data(), cubUTF8) == 0)
-            return;
-        m_stage.AppendTabs(nDepth);
-        m_stage.AppendChar('"');
-        const char* pszName = pkvValue->GetName();
-        m_stage.Append(pszName, (int)strlen(pszName));
-        m_stage.Append("\"\t\t\"", 4);
-        WriteConvertedString(pkvSection, vecUTF8.data(), false);
-        m_stage.Append("\"\n", 2);
-        return;
-    }
+        return WriteWideValue(pkvSection, pkvValue, nDepth);
     if (!k_rgbHasTextForm[nType])
         return; // pointers, the reserved type and unknown types
 
+    const NameFacts_s& name = NameOf(pkvValue->m_iKeyName);
+    size_t cchString = nType == KeyValues::TYPE_STRING ? strlen(pkvValue->StringText()) : 0;
+    size_t cchLine =
+        (size_t)nDepth + 2 * (size_t)name.m_cch + MaxValueText(pkvValue, cchString) + 7 + k_cchTabSlack;
+    if (cchLine > CTextStage::k_cchReserveMax)
+        return WriteLongValue(pkvSection, pkvValue, nDepth);
+    char* pchStart = m_stage.Reserve((int)cchLine);
+    char* pch = PutTabs(pchStart, nDepth);
+    *pch++ = '"';
+    pch = PutName(pch, name, ModeOf(pkvSection, BLowerCaseNames()));
+    memcpy(pch, "\"\t\t\"", 4);
+    pch = PutValueText(pch + 4, pkvSection, pkvValue, cchString);
+    *pch++ = '"';
+    *pch++ = '\n';
+    m_stage.Commit((int)(pch - pchStart));
+}
+
+void CKeyValuesWriter::WriteLongValue(const KeyValues* pkvSection, const KeyValues* pkvValue, int nDepth)
+{
     m_stage.AppendTabs(nDepth);
     m_stage.AppendChar('"');
     WriteConvertedString(pkvSection, pkvValue->GetName(), BLowerCaseNames());
     m_stage.Append("\"\t\t\"", 4);
-    WriteValueText(pkvSection, pkvValue);
+    if (pkvValue->m_iDataType == KeyValues::TYPE_STRING)
+    {
+        WriteConvertedString(pkvSection, pkvValue->StringText(), false);
+    }
+    else if (pkvValue->m_iDataType == KeyValues::TYPE_BINARY)
+    {
+        AppendHex(m_stage, pkvValue->m_Value.m_binary.m_pubData, pkvValue->m_Value.m_binary.m_cubData);
+    }
+    else
+    {
+        char szText[k_cchFloatMax > k_cchIntegerMax ? k_cchFloatMax : k_cchIntegerMax];
+        m_stage.Append(szText, (int)(PutValueText(szText, pkvSection, pkvValue, 0) - szText));
+    }
+    m_stage.Append("\"\n", 2);
+}
+
+void CKeyValuesWriter::WriteWideValue(const KeyValues* pkvSection, const KeyValues* pkvValue, int nDepth)
+{
+    // The name goes out as it stands; a value that cannot be converted drops the line.
+    int cubUTF8 = V_UTF16ToUTF8(pkvValue->WideText(), nullptr, 0);
+    std::vector<char> vecUTF8((size_t)(cubUTF8 > 0 ? cubUTF8 : 1));
+    if (cubUTF8 <= 0 || V_UTF16ToUTF8(pkvValue->WideText(), vecUTF8.data(), cubUTF8) == 0)
+        return;
+    m_stage.AppendTabs(nDepth);
+    m_stage.AppendChar('"');
+    const char* pszName = pkvValue->GetName();
+    m_stage.Append(pszName, (int)strlen(pszName));
+    m_stage.Append("\"\t\t\"", 4);
+    WriteConvertedString(pkvSection, vecUTF8.data(), false);
     m_stage.Append("\"\n", 2);
 }
 
