@@ -303,8 +303,15 @@ private:
         HKeySymbol m_nSymbol;
         uint8 m_fClasses;
     };
-    static constexpr uint32 k_cNames = 1024; // a direct-mapped cache by symbol
+    // A direct-mapped cache by symbol, big enough for the thousands of distinct names of a
+    // large document; its pages are touched only as names arrive.
+    static constexpr int k_nNameBits = 14;
+    static constexpr uint32 k_cNames = 1u << k_nNameBits;
 
+    NameFacts_s& NameSlot(HKeySymbol nSymbol) const
+    {
+        return m_pNames[((uint32)nSymbol * 0x9E3779B1u) >> (32 - k_nNameBits)];
+    }
     const NameFacts_s& NameOf(HKeySymbol nSymbol);
     // Conversion classes that apply to text written in pkvSection (see k_convertTable).
     static uint8 ModeOf(const KeyValues* pkvSection, bool bLowerCase)
@@ -340,7 +347,7 @@ private:
 
 const CKeyValuesWriter::NameFacts_s& CKeyValuesWriter::NameOf(HKeySymbol nSymbol)
 {
-    NameFacts_s& name = m_pNames[((uint32)nSymbol * 0x9E3779B1u) >> 22];
+    NameFacts_s& name = NameSlot(nSymbol);
     if (name.m_pszText && name.m_nSymbol == nSymbol)
         return name;
     const char* pszText = KeyValuesSystem()->GetStringForSymbol(nSymbol);
@@ -538,6 +545,9 @@ void CKeyValuesWriter::WriteTree(const KeyValues* pkvTop)
             continue;
         }
         open.m_pkvNext = pkvChild->m_pPeer;
+        // The next name's facts are a cache miss in a document of many names: start it now.
+        if (open.m_pkvNext)
+            __builtin_prefetch(&NameSlot(open.m_pkvNext->m_iKeyName));
         if (pkvChild->m_iDataType == KeyValues::TYPE_NONE)
         {
             WriteSectionHead(pkvChild, nDepth);

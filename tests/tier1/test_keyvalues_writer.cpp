@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -127,6 +128,35 @@ TEST(KeyValuesWriter, DeepTreeWrittenWithoutRecursion)
     LoadResult_s result = LoadText(strText);
     EXPECT_TRUE(result.m_bClean);
     EXPECT_EQ(strText, SaveText(result.m_pkv.get()));
+}
+
+// Lines past the writer's line reservation go out piece by piece, and names that share a
+// slot of the writer's name cache still come out as themselves.
+TEST(KeyValuesWriter, LongLinesAndManyNames)
+{
+    KV pkv = Section("s");
+    pkv->SetUsesEscapeSequences(true, true);
+    std::string strLong;
+    for (int i = 0; i < 5000; ++i)
+        strLong += "ab\\\"cd";
+    pkv->SetKeyString("long", strLong.c_str());
+    std::string strEscaped;
+    for (char ch : strLong)
+        strEscaped += (ch == '"' || ch == '\\') ? std::string("\\") + ch : std::string(1, ch);
+    EXPECT_EQ("\"s\"\n{\n\t\"long\"\t\t\"" + strEscaped + "\"\n}\n", SaveText(pkv.get()));
+
+    std::string strMany = "\"m\"\n{\n";
+    for (int i = 0; i < 40000; ++i)
+        strMany += "\t\"Name" + std::to_string(i) + "\"\t\t\"" + std::to_string(i) + "\"\n";
+    strMany += "}\n";
+    LoadResult_s many = LoadText(strMany);
+    ASSERT_TRUE(many.m_bClean);
+    // Compared by hand: a failing comparison of megabyte strings would print for minutes.
+    std::string strSaved = SaveText(many.m_pkv.get());
+    size_t ichDiffer =
+        (size_t)(std::mismatch(strMany.begin(), strMany.end(), strSaved.begin(), strSaved.end()).first -
+                 strMany.begin());
+    EXPECT_EQ(strMany.size(), ichDiffer) << "written text differs near: " << strSaved.substr(ichDiffer, 40);
 }
 
 // Everything the reader makes (sections, integers at the limits, text that looks almost
