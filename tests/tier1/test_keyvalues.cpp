@@ -10,6 +10,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "spewcapture.h"
@@ -43,7 +44,7 @@ KV NewString(const char* pszValue)
     return pkv;
 }
 
-TEST(KeyValuesLayout, FlagWordHoldsSymbolTypeEscapeAndHeapBits)
+TEST(KeyValuesLayout, FlagWordAndInlineLimits)
 {
     KV pkv = NewString("0123456789abcde"); // 15 characters: inline
     pkv->SetUsesEscapeSequences(true, false);
@@ -54,68 +55,41 @@ TEST(KeyValuesLayout, FlagWordHoldsSymbolTypeEscapeAndHeapBits)
     EXPECT_EQ(0u, unWord >> 31);
     const char* pszInline = pkv->GetString();
     EXPECT_TRUE(pszInline >= (const char*)pkv.get() && pszInline < (const char*)pkv.get() + 16);
-
-    KV pkvHeap = NewString("0123456789abcdef"); // 16 characters: heap
-    EXPECT_EQ(1u, FlagWord(pkvHeap.get()) >> 31);
-    EXPECT_STREQ("0123456789abcdef", pkvHeap->GetString());
-    EXPECT_STREQ("0123456789abcde", pkv->GetString());
-    pkvHeap->SetInt(3); // the heap flag goes with the heap string
-    EXPECT_EQ(0u, FlagWord(pkvHeap.get()) >> 31);
-}
-
-TEST(KeyValuesLayout, WideStringsInlineUpToSevenUnits)
-{
-    KV pkv(new KeyValues("w"));
-    pkv->SetWString(u"1234567");
-    EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
-    pkv->SetWString(u"Grüße €!");
+    pkv->SetString("0123456789abcdef");
     EXPECT_EQ(1u, FlagWord(pkv.get()) >> 31);
-    EXPECT_EQ(0, memcmp(u"Grüße €!", pkv->GetWString(), 9 * sizeof(wchar16)));
-    EXPECT_STREQ("Grüße €!", pkv->GetString());
-    EXPECT_EQ(KeyValues::TYPE_STRING, pkv->GetDataType());
-    pkv->SetWString(u"-42");
-    EXPECT_EQ(-42, pkv->GetInt());
-    pkv->SetWString(u"0x10"); // wide text is read in base 10 only
-    EXPECT_EQ(0, pkv->GetInt());
+    pkv->SetWString(u"1234567"); // seven units and the NUL fit inline
+    EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
+    pkv->SetWString(u"12345678");
+    EXPECT_EQ(1u, FlagWord(pkv.get()) >> 31);
+    pkv->SetInt(3); // the heap flag goes with the heap string
+    EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
 }
 
 TEST(KeyValuesGetInt, TextForms)
 {
-    const struct
+    const EKVGetStatus k_eOK = k_EKVGetStatusOK, k_eTrailing = k_EKVGetStatusTrailingText,
+                       k_eEmpty = k_EKVGetStatusEmptyText;
+    const std::tuple<const char*, int, EKVGetStatus> rgCases[] = {
+        {"12abc", 12, k_eTrailing}, {"", k_nDefault, k_eEmpty},
+        {"0x1F", 31, k_eOK},        {" 5", 0, k_eTrailing},
+        {"-12", -12, k_eOK},        {"+7", 7, k_eOK},
+        {"0XfF", 255, k_eOK},       {"-0x10", -16, k_eOK},
+        {"0x", 0, k_eTrailing},     {"'A", 65, k_eOK},
+        {"-'A", -65, k_eOK},        {"'AB", 65, k_eTrailing},
+        {"'", 0, k_eTrailing},      {"abc", 0, k_eTrailing},
+        {"-", 0, k_eTrailing},      {"2147483648", INT_MIN, k_eOK},
+        {"4294967297", 1, k_eOK},   {"0x1FFFFFFFF", -1, k_eOK},
+        {"007", 7, k_eOK}};
+    for (const auto& [pszText, nExpected, eExpected] : rgCases)
     {
-        const char* m_pszText;
-        int m_nExpected;
-        EKVGetStatus m_eStatus;
-    } rgCases[] = {{"12abc", 12, k_EKVGetStatusTrailingText},
-                   {"", k_nDefault, k_EKVGetStatusEmptyText},
-                   {"0x1F", 31, k_EKVGetStatusOK},
-                   {" 5", 0, k_EKVGetStatusTrailingText},
-                   {"-12", -12, k_EKVGetStatusOK},
-                   {"+7", 7, k_EKVGetStatusOK},
-                   {"0XfF", 255, k_EKVGetStatusOK},
-                   {"-0x10", -16, k_EKVGetStatusOK},
-                   {"0x", 0, k_EKVGetStatusTrailingText},
-                   {"'A", 65, k_EKVGetStatusOK},
-                   {"-'A", -65, k_EKVGetStatusOK},
-                   {"'AB", 65, k_EKVGetStatusTrailingText},
-                   {"'", 0, k_EKVGetStatusTrailingText},
-                   {"abc", 0, k_EKVGetStatusTrailingText},
-                   {"-", 0, k_EKVGetStatusTrailingText},
-                   {"12 ", 12, k_EKVGetStatusTrailingText},
-                   {"2147483648", INT_MIN, k_EKVGetStatusOK},
-                   {"4294967297", 1, k_EKVGetStatusOK},
-                   {"0x1FFFFFFFF", -1, k_EKVGetStatusOK},
-                   {"007", 7, k_EKVGetStatusOK}};
-    for (const auto& test : rgCases)
-    {
-        KV pkv = NewString(test.m_pszText);
+        KV pkv = NewString(pszText);
         EKVGetStatus eStatus = k_EKVGetStatusNoValue;
-        EXPECT_EQ(test.m_nExpected, pkv->GetInt(k_nDefault, &eStatus)) << '"' << test.m_pszText << '"';
-        EXPECT_EQ(test.m_eStatus, eStatus) << '"' << test.m_pszText << '"';
+        EXPECT_EQ(nExpected, pkv->GetInt(k_nDefault, &eStatus)) << '"' << pszText << '"';
+        EXPECT_EQ(eExpected, eStatus) << '"' << pszText << '"';
     }
 }
 
-TEST(KeyValuesGetInt, NumericTypesAndValuelessNodes)
+TEST(KeyValuesGetInt, NumericTypesWideTextAndValuelessNodes)
 {
     KV pkv(new KeyValues("n"));
     EKVGetStatus eStatus = k_EKVGetStatusOK;
@@ -128,6 +102,10 @@ TEST(KeyValuesGetInt, NumericTypesAndValuelessNodes)
     EXPECT_EQ(INT_MAX, pkv->GetInt());
     pkv->SetPtr((void*)(uintp)0xFFFFFFFEu);
     EXPECT_EQ(-2, pkv->GetInt());
+    pkv->SetWString(u"-42");
+    EXPECT_EQ(-42, pkv->GetInt());
+    pkv->SetWString(u"0x10"); // wide text is read in base 10 only
+    EXPECT_EQ(0, pkv->GetInt());
     pkv->SetColor(0x04030201);
     EXPECT_EQ(0x04030201, pkv->GetInt());
     EXPECT_EQ(0x04030201u, pkv->GetColor());
@@ -166,21 +144,17 @@ TEST(KeyValuesGetInt, SixtyFourBitValuesReportDataLoss)
 
 TEST(KeyValuesGetBool, WordsThenIntegers)
 {
-    const struct
-    {
-        const char* m_pszText;
-        bool m_bDefault, m_bExpected;
-        EKVGetStatus m_eStatus;
-    } rgCases[] = {
+    const std::tuple<const char*, bool, bool, EKVGetStatus> rgCases[] = {
+        // text, default, result
         {"TRUE", false, true, k_EKVGetStatusOK},          {"fAlSe", true, false, k_EKVGetStatusOK},
         {"yes", true, false, k_EKVGetStatusTrailingText}, {"1", false, true, k_EKVGetStatusOK},
         {"", true, true, k_EKVGetStatusEmptyText},        {"truex", true, false, k_EKVGetStatusTrailingText}};
-    for (const auto& test : rgCases)
+    for (const auto& [pszText, bDefault, bExpected, eExpected] : rgCases)
     {
-        KV pkv = NewString(test.m_pszText);
+        KV pkv = NewString(pszText);
         EKVGetStatus eStatus = k_EKVGetStatusNoValue;
-        EXPECT_EQ(test.m_bExpected, pkv->GetBool(test.m_bDefault, &eStatus)) << test.m_pszText;
-        EXPECT_EQ(test.m_eStatus, eStatus) << test.m_pszText;
+        EXPECT_EQ(bExpected, pkv->GetBool(bDefault, &eStatus)) << pszText;
+        EXPECT_EQ(eExpected, eStatus) << pszText;
     }
     KV pkv(new KeyValues("b"));
     EKVGetStatus eStatus = k_EKVGetStatusOK;
@@ -190,7 +164,7 @@ TEST(KeyValuesGetBool, WordsThenIntegers)
     EXPECT_TRUE(pkv->GetBool(false));
 }
 
-TEST(KeyValuesGetString, NumbersTurnIntoTheNodesOwnText)
+TEST(KeyValuesGetString, NumbersAndWideTextTurnIntoTheNodesOwnText)
 {
     KV pkv(new KeyValues("s"));
     auto fnExpectText = [&](const char* pszExpected)
@@ -212,6 +186,8 @@ TEST(KeyValuesGetString, NumbersTurnIntoTheNodesOwnText)
     fnExpectText("-1");
     pkv->SetString(nullptr);
     fnExpectText("");
+    pkv->SetWString(u"Grüße €!");
+    fnExpectText("Grüße €!");
     pkv->SetInt(42);
     pkv->GetString();
     EKVGetStatus eStatus = k_EKVGetStatusNoValue;
@@ -220,16 +196,6 @@ TEST(KeyValuesGetString, NumbersTurnIntoTheNodesOwnText)
     pkv->SetColor(1);
     EXPECT_STREQ("dflt", pkv->GetString("dflt"));
     EXPECT_EQ(KeyValues::TYPE_COLOR, pkv->GetDataType());
-}
-
-TEST(KeyValuesGetString, SetStringFromItsOwnText)
-{
-    for (const char* pszText : {"short text", "a text long enough to live on the heap"})
-    {
-        KV pkv = NewString(pszText);
-        pkv->SetString(pkv->GetString() + 2);
-        EXPECT_STREQ(pszText + 2, pkv->GetString());
-    }
 }
 
 TEST(KeyValuesBinary, BytesAreReadAsTextAndReturnedRaw)
@@ -251,7 +217,7 @@ TEST(KeyValuesBinary, BytesAreReadAsTextAndReturnedRaw)
     EXPECT_EQ(k_EKVGetStatusEmptyText, eStatus);
 }
 
-TEST(KeyValuesFindKey, PathsCreateNestedSectionsAndEmptyPathsReturnTheNode)
+TEST(KeyValuesFindKey, PathsCreateNestedSectionsCutLongSegmentsAndInternNothingUnknown)
 {
     KV pkvRoot(new KeyValues("root"));
     EXPECT_EQ(pkvRoot.get(), pkvRoot->FindKey(nullptr, true));
@@ -268,64 +234,41 @@ TEST(KeyValuesFindKey, PathsCreateNestedSectionsAndEmptyPathsReturnTheNode)
     EXPECT_EQ(pkvA, pkvRoot->FindKey("a/"));
     EXPECT_EQ(nullptr, pkvRoot->FindKey("a//b"));
     EXPECT_EQ(nullptr, pkvRoot->FindKey("a/c"));
-}
 
-TEST(KeyValuesFindKey, UnknownNameInternsNothing)
-{
-    KV pkv(new KeyValues("root"));
-    EXPECT_EQ(nullptr, pkv->FindKey("kvtest_never_interned_1"));
-    EXPECT_EQ(nullptr, pkv->FindKey("kvtest_never_interned_2/kvtest_never_interned_3"));
+    EXPECT_EQ(nullptr, pkvRoot->FindKey("a/kvtest_never_interned_1"));
+    EXPECT_EQ(nullptr, pkvRoot->FindKey("kvtest_never_interned_2/kvtest_never_interned_3"));
     for (const char* pszName :
          {"kvtest_never_interned_1", "kvtest_never_interned_2", "kvtest_never_interned_3"})
         EXPECT_EQ(0, KeyValuesSystem()->GetSymbolForString(pszName, false)) << pszName;
+
+    KeyValues* pkvLeaf = pkvRoot->FindKey((std::string(1500, 'q') + "/leaf").c_str(), true);
+    ASSERT_NE(nullptr, pkvLeaf); // the segment was cut to 1,023 characters
+    EXPECT_EQ(pkvLeaf, pkvRoot->FindKey((std::string(1023, 'q') + "/leaf").c_str()));
 }
 
-TEST(KeyValuesFindKey, FirstMatchWinsAndNewKeysGoLast)
-{
-    KV pkv(new KeyValues("root"));
-    pkv->SetKeyInt("KvTestFirstMatch", 1);
-    KeyValues* pkvSecond = new KeyValues("KVTESTFIRSTMATCH");
-    pkvSecond->SetInt(2);
-    pkv->AddSubKey(pkvSecond);
-    EXPECT_STREQ("KvTestFirstMatch", pkvSecond->GetName()); // the first spelling wins
-    EXPECT_EQ(1, pkv->GetKeyInt("kvtestfirstmatch", 0));
-    KeyValues* pkvNew = pkv->FindKey("another", true);
-    EXPECT_EQ(pkvNew, pkvSecond->GetNextKey());
-    EXPECT_EQ(nullptr, pkvNew->GetNextKey());
-}
-
-TEST(KeyValuesFindKey, ValueNodeBecomesASectionWhenAChildIsCreated)
-{
-    KV pkv(new KeyValues("root"));
-    pkv->SetKeyString("v", "a value long enough for the heap");
-    EXPECT_EQ(nullptr, pkv->FindKey("v/child"));
-    EXPECT_EQ(KeyValues::TYPE_STRING, pkv->FindKey("v")->GetDataType());
-    KeyValues* pkvChild = pkv->FindKey("v/child", true);
-    KeyValues* pkvV = pkv->FindKey("v");
-    EXPECT_EQ(KeyValues::TYPE_NONE, pkvV->GetDataType());
-    EXPECT_EQ(pkvChild, pkvV->GetFirstSubKey());
-    EXPECT_EQ(nullptr, pkvChild->GetNextKey());
-}
-
-TEST(KeyValuesFindKey, SegmentsBeforeASlashAreCutTo1023Characters)
-{
-    KV pkv(new KeyValues("root"));
-    std::string strLong(1500, 'q');
-    KeyValues* pkvLeaf = pkv->FindKey((strLong + "/leaf").c_str(), true);
-    ASSERT_NE(nullptr, pkvLeaf);
-    EXPECT_EQ(std::string(1023, 'q'), pkv->GetFirstSubKey()->GetName());
-    EXPECT_EQ(pkvLeaf, pkv->FindKey((std::string(1023, 'q') + "/leaf").c_str()));
-}
-
-TEST(KeyValuesKeyed, HelpersFollowFindKey)
+TEST(KeyValuesFindKey, KeyedHelpersFirstMatchAndValuesTurnedIntoSections)
 {
     KV pkv(new KeyValues("root"));
     pkv->SetKeyString("Job/Mode", "2");
-    pkv->SetKeyInt("Job/Flag", 1);
     EXPECT_EQ(2, pkv->GetKeyInt("job/mode", 0));
-    EXPECT_TRUE(pkv->GetKeyBool("JOB/FLAG", false));
     EXPECT_STREQ("d", pkv->GetKeyString("Job/Missing", "d"));
     EXPECT_TRUE(pkv->GetKeyBool("Nothing/Here", true));
+    KeyValues* pkvSecond = new KeyValues("JOB");
+    pkvSecond->SetKeyInt("Mode", 3);
+    pkv->AddSubKey(pkvSecond);
+    EXPECT_STREQ("Job", pkvSecond->GetName()); // the first spelling wins
+    EXPECT_EQ(2, pkv->GetKeyInt("job/mode", 0));
+    KeyValues* pkvNew = pkv->FindKey("another", true);
+    EXPECT_EQ(pkvNew, pkvSecond->GetNextKey());
+    EXPECT_EQ(nullptr, pkvNew->GetNextKey());
+
+    pkv->SetKeyString("v", "a value long enough for the heap");
+    EXPECT_EQ(nullptr, pkv->FindKey("v/child"));
+    pkv->SetKeyInt("v/child", 1);
+    KeyValues* pkvV = pkv->FindKey("V");
+    EXPECT_EQ(KeyValues::TYPE_NONE, pkvV->GetDataType());
+    EXPECT_TRUE(pkv->GetKeyBool("V/CHILD", false));
+    EXPECT_EQ(nullptr, pkvV->GetFirstSubKey()->GetNextKey());
 }
 
 TEST(KeyValuesStructure, EscapeFlagIsInheritedAndSetRecursively)
@@ -335,8 +278,7 @@ TEST(KeyValuesStructure, EscapeFlagIsInheritedAndSetRecursively)
     KeyValues* pkvB = pkv->FindKey("a/b", true);
     EXPECT_TRUE(pkvB->UsesEscapeSequences());
     pkv->SetUsesEscapeSequences(false, false);
-    KeyValues* pkvC = pkv->FindKey("c", true);
-    EXPECT_FALSE(pkvC->UsesEscapeSequences());
+    EXPECT_FALSE(pkv->FindKey("c", true)->UsesEscapeSequences());
     EXPECT_TRUE(pkvB->UsesEscapeSequences()); // not recursive: descendants keep theirs
     pkv->SetKeyInt("a/b/value", 1);
     pkv->SetUsesEscapeSequences(true, true);
@@ -344,34 +286,13 @@ TEST(KeyValuesStructure, EscapeFlagIsInheritedAndSetRecursively)
         EXPECT_TRUE(pkv->FindKey(pszPath)->UsesEscapeSequences()) << pszPath;
 }
 
-TEST(KeyValuesStructure, RemoveSubKeyUnlinksWithoutDestroying)
-{
-    KV pkv(new KeyValues("root"));
-    KeyValues* rgpkv[3];
-    for (int i = 0; i < 3; ++i)
-        rgpkv[i] = pkv->FindKey(std::to_string(i).c_str(), true);
-    KV pkvOutsider(new KeyValues("outsider"));
-    pkv->RemoveSubKey(pkvOutsider.get());
-    pkv->RemoveSubKey(nullptr);
-    pkv->RemoveSubKey(rgpkv[1]);
-    EXPECT_EQ(nullptr, rgpkv[1]->GetNextKey());
-    EXPECT_EQ(rgpkv[2], rgpkv[0]->GetNextKey());
-    delete rgpkv[1];
-    pkv->RemoveSubKey(rgpkv[0]);
-    EXPECT_EQ(rgpkv[2], pkv->GetFirstSubKey());
-    pkv->RemoveSubKey(rgpkv[2]);
-    EXPECT_TRUE(pkv->IsEmpty());
-    delete rgpkv[0];
-    delete rgpkv[2];
-}
-
-TEST(KeyValuesStructure, IterationSeparatesSectionsFromValues)
+TEST(KeyValuesStructure, IterationAndRemovalWithoutDestroying)
 {
     KV pkv(new KeyValues("root"));
     pkv->SetKeyInt("v1", 1);
-    pkv->FindKey("s1", true);
+    KeyValues* pkvS1 = pkv->FindKey("s1", true);
     pkv->SetKeyString("v2", "x");
-    pkv->FindKey("s2", true);
+    KeyValues* pkvS2 = pkv->FindKey("s2", true);
     std::string strSections, strValues;
     for (KeyValues* p = pkv->GetFirstTrueSubKey(); p; p = p->GetNextTrueSubKey())
         strSections += p->GetName();
@@ -379,11 +300,25 @@ TEST(KeyValuesStructure, IterationSeparatesSectionsFromValues)
         strValues += p->GetName();
     EXPECT_EQ("s1s2", strSections);
     EXPECT_EQ("v1v2", strValues);
-    EXPECT_EQ(nullptr, pkv->FindKey("v1")->GetFirstSubKey());
-    EXPECT_FALSE(pkv->FindKey("v1")->IsEmpty());
-    pkv->Clear();
+    KeyValues* pkvV1 = pkv->FindKey("v1");
+    KeyValues* pkvV2 = pkv->FindKey("v2");
+    EXPECT_EQ(nullptr, pkvV1->GetFirstSubKey());
+    EXPECT_FALSE(pkvV1->IsEmpty());
+
+    KV pkvOutsider(new KeyValues("outsider"));
+    pkv->RemoveSubKey(pkvOutsider.get());
+    pkv->RemoveSubKey(nullptr);
+    pkv->RemoveSubKey(pkvS1);
+    EXPECT_EQ(nullptr, pkvS1->GetNextKey());
+    EXPECT_EQ(pkvV2, pkvV1->GetNextKey());
+    pkv->RemoveSubKey(pkvV1);
+    EXPECT_EQ(pkvV2, pkv->GetFirstSubKey());
+    pkv->RemoveSubKey(pkvS2);
+    EXPECT_EQ(nullptr, pkvV2->GetNextKey());
+    pkv->RemoveSubKey(pkvV2);
     EXPECT_TRUE(pkv->IsEmpty());
-    EXPECT_EQ(KeyValues::TYPE_NONE, pkv->GetDataType());
+    for (KeyValues* pkvRemoved : {pkvS1, pkvV1, pkvS2, pkvV2})
+        delete pkvRemoved;
 }
 
 // Huge trees are destroyed, cleared and walked without recursion: in the cross build this
@@ -392,47 +327,34 @@ class KeyValuesHugeTree : public ::testing::Test
 {
 protected:
     static constexpr int k_cNodes = 1000000;
-    void SetUp() override { m_cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive; }
     uint64 NodesAddedSinceSetUp() const { return GetKeyValuesPoolStats().m_cNodesAlive - m_cAliveBefore; }
-    static KeyValues* BuildChain(KeyValues* pkvRoot)
+    // A chain of first children below pkvRoot (bNested), or peers after it; returns the last.
+    static KeyValues* Build(KeyValues* pkvRoot, bool bNested)
     {
         HKeySymbol nSymbol = KeyValuesSystem()->GetSymbolForString("deep");
         KeyValues* pkvTip = pkvRoot;
         for (int i = 0; i < k_cNodes; ++i)
         {
-            KeyValues* pkvChild = new KeyValues(nSymbol);
-            pkvTip->AddSubKey(pkvChild);
-            pkvTip = pkvChild;
+            KeyValues* pkvNew = new KeyValues(nSymbol);
+            bNested ? pkvTip->AddSubKey(pkvNew) : pkvTip->SetNextKey(pkvNew);
+            pkvTip = pkvNew;
         }
         return pkvTip;
     }
-    static KeyValues* BuildPeers()
-    {
-        KeyValues* pkvHead = new KeyValues("head");
-        KeyValues* pkvTail = pkvHead;
-        for (int i = 0; i < k_cNodes; ++i)
-        {
-            KeyValues* pkvPeer = new KeyValues("peer");
-            pkvPeer->SetInt(i);
-            pkvTail->SetNextKey(pkvPeer);
-            pkvTail = pkvPeer;
-        }
-        return pkvHead;
-    }
-    uint64 m_cAliveBefore = 0;
+    uint64 m_cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
 };
 
 TEST_F(KeyValuesHugeTree, MillionDeepChain)
 {
     KeyValues* pkvRoot = new KeyValues("root");
-    KeyValues* pkvTip = BuildChain(pkvRoot);
+    KeyValues* pkvTip = Build(pkvRoot, true);
     pkvTip->SetString("a string long enough for the heap");
     pkvRoot->SetUsesEscapeSequences(true, true);
     EXPECT_TRUE(pkvTip->UsesEscapeSequences());
     EXPECT_EQ((uint64)k_cNodes + 1, NodesAddedSinceSetUp());
     pkvRoot->Clear();
     EXPECT_EQ(1u, NodesAddedSinceSetUp());
-    BuildChain(pkvRoot);
+    Build(pkvRoot, true);
     delete pkvRoot;
     EXPECT_EQ(0u, NodesAddedSinceSetUp());
 }
@@ -440,12 +362,16 @@ TEST_F(KeyValuesHugeTree, MillionDeepChain)
 TEST_F(KeyValuesHugeTree, MillionPeersAsChildrenAndAtTopLevel)
 {
     KeyValues* pkvParent = new KeyValues("parent");
-    pkvParent->AddSubKey(BuildPeers());
-    EXPECT_EQ(0, pkvParent->GetKeyInt("peer", -1)); // the first of a million namesakes
+    KeyValues* pkvHead = new KeyValues("head");
+    Build(pkvHead, false);
+    pkvParent->AddSubKey(pkvHead);
+    EXPECT_EQ(pkvHead->GetNextKey(), pkvParent->FindKey("deep")); // the first of a million namesakes
     EXPECT_EQ((uint64)k_cNodes + 2, NodesAddedSinceSetUp());
     delete pkvParent;
     EXPECT_EQ(0u, NodesAddedSinceSetUp());
-    delete BuildPeers(); // a top-level head owns every peer after it
+    pkvHead = new KeyValues("head");
+    Build(pkvHead, false);
+    delete pkvHead; // a top-level head owns every peer after it
     EXPECT_EQ(0u, NodesAddedSinceSetUp());
 }
 
@@ -462,33 +388,17 @@ TEST_F(KeyValuesHugeTree, LongPathsAreWalkedInALoop)
     EXPECT_EQ(100001u + 1, NodesAddedSinceSetUp());
 }
 
-TEST(KeyValuesPool, MemoryFollowsTheNodesAlive)
-{
-    KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
-    std::vector<KeyValues*> vecNodes;
-    for (int i = 0; i < 200000; ++i)
-        vecNodes.push_back(new KeyValues(0));
-    EXPECT_GE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 200000 * 32 / 65536);
-    std::shuffle(vecNodes.begin(), vecNodes.end(), std::mt19937(7));
-    for (KeyValues* pkv : vecNodes)
-        delete pkv;
-    KeyValuesPoolStats_s after = GetKeyValuesPoolStats();
-    EXPECT_EQ(before.m_cNodesAlive, after.m_cNodesAlive);
-    EXPECT_LE(after.m_cChunks, before.m_cChunks + 1);
-    EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
-}
-
 TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePool)
 {
     // Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
-    // largest class, one more goes to the heap.
-    for (size_t cch : {16, 23, 24, 255, 256, 1000})
+    // largest class, one more goes to the heap. Each text is then set from its own tail.
+    for (size_t cch : {8, 16, 23, 24, 255, 256, 1000})
     {
         std::string str = "a" + std::string(cch - 2, 'x') + "z";
         KV pkv = NewString(str.c_str());
         EXPECT_EQ(str, pkv->GetString());
-        EXPECT_EQ(cch + 1 <= 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
-        pkv->SetString(pkv->GetString() + 1); // from its own text, into another class
+        EXPECT_EQ(cch >= 16 && cch < 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
+        pkv->SetString(pkv->GetString() + 1);
         EXPECT_EQ(str.substr(1), pkv->GetString()) << cch;
         pkv->SetInt(1);
         EXPECT_EQ(0u, FlagWord(pkv.get()) >> 29 & 1);
@@ -507,7 +417,7 @@ TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePool)
     }
 }
 
-TEST(KeyValuesPool, TextMemoryFollowsTheTextsAlive)
+TEST(KeyValuesPool, MemoryFollowsTheNodesAndTextsAlive)
 {
     KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
     std::vector<KeyValues*> vecNodes;
@@ -524,8 +434,10 @@ TEST(KeyValuesPool, TextMemoryFollowsTheTextsAlive)
     for (KeyValues* pkv : vecNodes)
         delete pkv;
     // One empty chunk is kept per class: the nodes' and the texts'.
+    EXPECT_EQ(before.m_cNodesAlive, GetKeyValuesPoolStats().m_cNodesAlive);
     EXPECT_LE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 2);
     EXPECT_EQ(GetKeyValuesPoolStats().m_cChunks * 65536ull, GetKeyValuesPoolStats().m_cubHeld);
+    EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
 }
 
 TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
@@ -555,14 +467,13 @@ TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
                         else
                             pkv->SetInt(nValue);
                         if (nPhase == 0)
-                            vecMade[t].push_back(pkv);
-                        else
-                            delete pkv;
-                        if (nPhase == 1)
                         {
-                            cCorrupt += vecMade[tNeighbour][i]->GetInt() != tNeighbour * k_cPerThread + i;
-                            delete vecMade[tNeighbour][i];
+                            vecMade[t].push_back(pkv);
+                            continue;
                         }
+                        delete pkv;
+                        cCorrupt += vecMade[tNeighbour][i]->GetInt() != tNeighbour * k_cPerThread + i;
+                        delete vecMade[tNeighbour][i];
                     }
                 });
         }
