@@ -2,9 +2,6 @@
 
 #include "kvtext_helpers.h"
 
-#include <cinttypes>
-#include <cstdio>
-
 #include "tier1/utlbuffer.h"
 
 LoadResult_s LoadText(const std::string& strText, bool bEscapes)
@@ -20,20 +17,12 @@ LoadResult_s LoadText(const std::string& strText, bool bEscapes)
 
 static std::string DescribeValue(KeyValues* pkv)
 {
-    char szText[64];
     switch (pkv->GetDataType())
     {
         case KeyValues::TYPE_STRING:
             return std::string("s'") + pkv->GetString() + "'";
         case KeyValues::TYPE_INT:
             return "i" + std::to_string(pkv->GetInt());
-        case KeyValues::TYPE_FLOAT:
-            snprintf(szText, sizeof(szText), "f%g", (double)pkv->GetFloat());
-            return szText;
-        case KeyValues::TYPE_UINT64:
-            return "u" + std::to_string(pkv->GetUint64());
-        case KeyValues::TYPE_INT64:
-            return "l" + std::to_string(pkv->GetInt64());
         default:
             return "t" + std::to_string((int)pkv->GetDataType());
     }

@@ -22,7 +22,7 @@ struct LoadResult_s
 LoadResult_s LoadText(const std::string& strText, bool bEscapes = false);
 
 // The tree and its peers as text: name{child=i5,child=s'text',section{...}} with peers
-// after " | ". Types: i int, s string, f float, u uint64, l int64, b binary, w wide.
+// after " | ". Values: i int, s string, t and the type number for the rest.
 std::string DescribeTree(const KeyValues* pkv);
 
 // SaveToBuffer's text (peers included).

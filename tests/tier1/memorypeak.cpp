@@ -3,7 +3,6 @@
 #include "memorypeak.h"
 
 #include <atomic>
-#include <cstdint>
 
 #include "tier1/keyvalues_pool.h"
 
@@ -15,12 +14,14 @@
 
 #ifdef ISE_MEMORYPEAK_ASAN
 #include <sanitizer/allocator_interface.h>
+#endif
 
 namespace
 {
 std::atomic<int64_t> s_cubCurrent{0};
 std::atomic<int64_t> s_cubPeak{0};
 
+#ifdef ISE_MEMORYPEAK_ASAN
 void OnMalloc(const volatile void*, size_t cub)
 {
     int64_t cubNow = s_cubCurrent.fetch_add((int64_t)cub) + (int64_t)cub;
@@ -36,48 +37,33 @@ void OnFree(const volatile void* p)
 }
 
 // The hooks stay installed for the life of the process; a scope resets the counters.
-bool InstallHooksOnce()
+bool BHooksInstalled()
 {
     static bool s_bInstalled = __sanitizer_install_malloc_and_free_hooks(OnMalloc, OnFree) != 0;
     return s_bInstalled;
 }
+#else
+bool BHooksInstalled()
+{
+    return false;
+}
+#endif
 } // namespace
 
 CMemoryPeak::CMemoryPeak() : m_cubPoolHeldBefore(GetKeyValuesPoolStats().m_cubHeld)
 {
-    InstallHooksOnce();
+    BHooksInstalled();
     s_cubCurrent = 0;
     s_cubPeak = 0;
     KeyValuesPoolResetPeak();
 }
 
-CMemoryPeak::~CMemoryPeak() = default;
-
 bool CMemoryPeak::BMeasured() const
 {
-    return InstallHooksOnce();
+    return BHooksInstalled();
 }
 
 size_t CMemoryPeak::PeakBytes() const
 {
     return (size_t)s_cubPeak.load() + (size_t)(GetKeyValuesPoolStats().m_cubHeldPeak - m_cubPoolHeldBefore);
 }
-#else
-CMemoryPeak::CMemoryPeak() : m_cubPoolHeldBefore(GetKeyValuesPoolStats().m_cubHeld)
-{
-    KeyValuesPoolResetPeak();
-}
-
-CMemoryPeak::~CMemoryPeak() = default;
-
-bool CMemoryPeak::BMeasured() const
-{
-    return false;
-}
-
-// Without the heap hooks only the pool is seen; callers check BMeasured first.
-size_t CMemoryPeak::PeakBytes() const
-{
-    return (size_t)(GetKeyValuesPoolStats().m_cubHeldPeak - m_cubPoolHeldBefore);
-}
-#endif

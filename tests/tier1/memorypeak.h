@@ -10,14 +10,12 @@ class CMemoryPeak
 {
 public:
     CMemoryPeak();
-    ~CMemoryPeak();
     CMemoryPeak(const CMemoryPeak&) = delete;
     CMemoryPeak& operator=(const CMemoryPeak&) = delete;
 
     bool BMeasured() const;
-    // Highest number of heap bytes allocated at once since construction, beyond what was
-    // allocated then, plus the same for the pool's chunks (the two peaks added: an upper
-    // bound of the peak of their sum).
+    // The highest heap use since construction beyond the use then, plus the same for the
+    // pool's chunks (the two peaks added: an upper bound of the peak of their sum).
     size_t PeakBytes() const;
 
 private:

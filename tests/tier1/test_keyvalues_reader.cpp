@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <climits>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,132 +17,86 @@
 
 namespace
 {
-struct ReadCase_s
+// Each document (text, expected tree) reads cleanly to its tree.
+void ExpectTrees(const std::vector<std::pair<const char*, const char*>>& vecCases, bool bEscapes = false)
 {
-    const char* m_pszText;
-    const char* m_pszTree;
-};
-
-void ExpectTrees(const std::vector<ReadCase_s>& vecCases, bool bEscapes)
-{
-    for (const ReadCase_s& c : vecCases)
+    for (const auto& [pszText, pszTree] : vecCases)
     {
-        LoadResult_s result = LoadText(c.m_pszText, bEscapes);
-        EXPECT_TRUE(result.m_bClean) << c.m_pszText << "\n" << result.m_strErrors;
-        EXPECT_EQ(c.m_pszTree, DescribeTree(result.m_pkv.get())) << c.m_pszText;
+        LoadResult_s result = LoadText(pszText, bEscapes);
+        EXPECT_TRUE(result.m_bClean) << pszText << "\n" << result.m_strErrors;
+        EXPECT_EQ(pszTree, DescribeTree(result.m_pkv.get())) << pszText;
     }
 }
 
 TEST(KeyValuesReader, TokensCommentsAndLayout)
 {
-    ExpectTrees(
-        {
-            {"\"Job\"\n{\n\t\"mode\"\t\t\"2\"\n}\n", "Job{mode=i2}"},
-            {"a{b=c d\"e\"f{}}", "a{b=s'c',d=s'e',f{}}"},
-            {"// lead\na // after key\n{ // brace\n k v // tail\n}// end", "a{k=s'v'}"},
-            {"a { url http://x/y }", "a{url=s'http://x/y'}"},
-            {"a { \"}\" \"{\" \"=\" \"x\" }", "a{}=s'{',==s'x'}"},
-            {"\xEF\xBB\xBF\"a\" { k 1 }", "a{k=i1}"},
-            {"a { \"multi\nline\" \"v\nw\" }", "a{multi\nline=s'v\nw'}"},
-            {"a { k 1 k 2 K 3 }", "a{k=i1,k=i2,k=i3}"},
-            {"a { } b { x { } } c { }", "a{} | b{x{}} | c{}"},
-            {"a { k \"[x]\" }", "a{k=s'[x]'}"}, // quoted text is never a conditional
-            {"", "root{}"},
-            {"  // only a comment", "root{}"},
-        },
-        false);
+    ExpectTrees({{"\"Job\"\n{\n\t\"mode\"\t\t\"2\"\n}\n", "Job{mode=i2}"},
+                 {"a{b=c d\"e\"f{}}", "a{b=s'c',d=s'e',f{}}"},
+                 {"// lead\na // after key\n{ // brace\n k v // tail\n}// end", "a{k=s'v'}"},
+                 {"a { url http://x/y }", "a{url=s'http://x/y'}"},
+                 {"a { \"}\" \"{\" \"=\" \"x\" }", "a{}=s'{',==s'x'}"},
+                 {"\xEF\xBB\xBF\"a\" { k 1 }", "a{k=i1}"},
+                 {"a { \"multi\nline\" \"v\nw\" }", "a{multi\nline=s'v\nw'}"},
+                 {"a { k 1 k 2 K 3 }", "a{k=i1,k=i2,k=i3}"},
+                 {"a { } b { x { } } c { }", "a{} | b{x{}} | c{}"},
+                 {"a { k \"[x]\" }", "a{k=s'[x]'}"}, // quoted text is never a conditional
+                 {"", "root{}"},
+                 {"  // only a comment", "root{}"}});
 }
 
-TEST(KeyValuesReader, ValueTypes)
+TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
 {
-    struct TypeCase_s
+    const auto ValueTree = [](const std::string& strValue)
+    { return DescribeTree(LoadText("a { k " + strValue + " }").m_pkv.get()); };
+    const std::pair<const char*, int> rgInts[] = {
+        {"42", 42}, {"-7", -7}, {"\" 5\"", 5},           {"+5", 5},
+        {"0", 0},   {"-0", 0},  {"2147483647", INT_MAX}, {"-2147483648", INT_MIN}};
+    for (const auto& intCase : rgInts)
+        EXPECT_EQ("a{k=i" + std::to_string(intCase.second) + "}", ValueTree(intCase.first)) << intCase.first;
+    for (std::string strText : {"2147483648", "-2147483649", "007", "0123", "0x10", "1.5", "1,000", "-",
+                                "1-2", "99999999999999999999", "\"\"", "\"5 \"", "\"\t5\""})
     {
-        const char* m_pszValue;
-        const char* m_pszExpected;
-    } rgCases[] = {
-        {"42", "i42"},
-        {"-7", "i-7"},
-        {"\" 5\"", "i5"},
-        {"+5", "i5"},
-        {"0", "i0"},
-        {"-0", "i0"},
-        {"2147483647", "i2147483647"},
-        {"-2147483648", "i-2147483648"},
-        {"2147483648", "s'2147483648'"},
-        {"-2147483649", "s'-2147483649'"},
-        {"007", "s'007'"},
-        {"0123", "s'0123'"},
-        {"0x10", "s'0x10'"},
-        {"1.5", "s'1.5'"},
-        {"1,000", "s'1,000'"},
-        {"\"\"", "s''"},
-        {"\"5 \"", "s'5 '"},
-        {"-", "s'-'"},
-        {"\"\t5\"", "s'\t5'"},
-        {"1-2", "s'1-2'"},
-        {"99999999999999999999", "s'99999999999999999999'"},
-    };
-    for (const TypeCase_s& c : rgCases)
-    {
-        LoadResult_s result = LoadText(std::string("a { k ") + c.m_pszValue + " }");
-        EXPECT_EQ(std::string("a{k=") + c.m_pszExpected + "}", DescribeTree(result.m_pkv.get()))
-            << c.m_pszValue;
+        std::string strValue = strText;
+        strText.erase(std::remove(strText.begin(), strText.end(), '"'), strText.end());
+        EXPECT_EQ("a{k=s'" + strText + "'}", ValueTree(strValue)) << strValue;
     }
 }
 
 TEST(KeyValuesReader, EscapesFollowTheEscapeFlag)
 {
-    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\\nb'}"}, {"a { k \"c:\\dir\\\" }", "a{k=s'c:\\dir\\'}"}},
-                false);
+    // DEL is the no-escape conversion's escape character: it becomes a NUL.
+    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\\nb'}"},
+                 {"a { k \"c:\\dir\\\" }", "a{k=s'c:\\dir\\'}"},
+                 {"a { k \"ab\177cd\" }", "a{k=s'ab'}"}});
     ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\nb'}"},
                  {"a { k \"say \\\"hi\\\"\" }", "a{k=s'say \"hi\"'}"},
                  {"a { k \"cut\\zrest\" }", "a{k=s'cut'}"},
                  {"a { k \"\\\\share\\\\x\" }", "a{k=s'\\share\\x'}"}},
                 true);
-    // DEL is the no-escape conversion's escape character: it becomes a NUL.
-    ExpectTrees({{"a { k \"ab\x7F"
-                  "cd\" }",
-                  "a{k=s'ab'}"}},
-                false);
     LoadResult_s result = LoadText("a { k \"x\\", true); // an escape at the very end
     EXPECT_EQ("a{k=s'x'}", DescribeTree(result.m_pkv.get()));
 }
 
 TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
 {
-    ExpectTrees(
-        {
-            {"a { k 0 k 1 [$WIN32] }", "a{k=i1}"},
-            {"a { k 0 k 1 [$LINUX] }", "a{k=i0}"},
-            {"a { k 0 j 5 k 1 [!$X360&&$WINDOWS] }", "a{j=i5,k=i1}"},
-            {"a { s [$LINUX] { x 1 } t 2 }", "a{t=i2}"},
-            {"a { s { x 1 } s [$WIN32] { y 2 } }", "a{s{x=i1},s{y=i2}}"},
-            {"a { k 0 k = [$WIN32] 1 }", "a{k=i1}"},
-            {"a { k 0 k = [$LINUX] 1 }", "a{k=i0}"},
-            {"a { k 0 k = 1 }", "a{k=i0,k=i1}"},
-            {"a { k [$LINUX] 1 }", "a{}"},
-            {"TopA [$LINUX] { x 1 } TopB { y 2 }", "TopB{y=i2}"},
-            {"TopA { } TopB [$LINUX] { } TopC { }", "TopA{} | TopC{}"},
-            {"TopA { } TopB [$LINUX] { }", "TopA{}"},
-            {"TopA [$WIN32] { x 1 }", "TopA{x=i1}"},
-        },
-        false);
-}
-
-// The text of the first recorded error, as the load saw it.
-std::string FirstError(const std::string& strText)
-{
-    std::string strErrors = LoadText(strText).m_strErrors;
-    return strErrors.substr(0, strErrors.find("\n") + 1);
+    ExpectTrees({{"a { k 0 k 1 [$WIN32] }", "a{k=i1}"},
+                 {"a { k 0 k 1 [$LINUX] }", "a{k=i0}"},
+                 {"a { k 0 j 5 k 1 [!$X360&&$WINDOWS] }", "a{j=i5,k=i1}"},
+                 {"a { s [$LINUX] { x 1 } t 2 }", "a{t=i2}"},
+                 {"a { s { x 1 } s [$WIN32] { y 2 } }", "a{s{x=i1},s{y=i2}}"},
+                 {"a { k 0 k = [$WIN32] 1 }", "a{k=i1}"},
+                 {"a { k 0 k = [$LINUX] 1 }", "a{k=i0}"},
+                 {"a { k 0 k = 1 }", "a{k=i0,k=i1}"},
+                 {"a { k [$LINUX] 1 }", "a{}"},
+                 {"TopA [$LINUX] { x 1 } TopB { y 2 }", "TopB{y=i2}"},
+                 {"TopA { } TopB [$LINUX] { } TopC { }", "TopA{} | TopC{}"},
+                 {"TopA { } TopB [$LINUX] { }", "TopA{}"},
+                 {"TopA [$WIN32] { x 1 }", "TopA{x=i1}"}});
 }
 
 TEST(KeyValuesReader, ErrorMessagesAreExact)
 {
-    struct ErrorCase_s
-    {
-        const char* m_pszText;
-        const char* m_pszMessage;
-    } rgCases[] = {
+    const char* const rgpszCases[][2] = {
         {"a 5", "LoadFromBuffer: missing {   (current key: 'a')"},
         {"a { k", "RecursiveLoadFromBuffer:  got NULL key"},
         {"a { k 1", "RecursiveLoadFromBuffer:  got EOF instead of keyname"},
@@ -148,14 +104,13 @@ TEST(KeyValuesReader, ErrorMessagesAreExact)
         {"a { k }", "RecursiveLoadFromBuffer:  got } in key"},
         {"a { k [$WIN32] [$LINUX] }", "RecursiveLoadFromBuffer:  got conditional between key and value"},
         {"#INCLUDE", "#include is NULL "},
-        {"#include \"\"", "#include is NULL "},
-    };
-    for (const ErrorCase_s& c : rgCases)
+        {"#include \"\"", "#include is NULL "}};
+    for (const auto& rgpszCase : rgpszCases)
     {
-        std::string strFirst = FirstError(c.m_pszText);
-        EXPECT_EQ(0u, strFirst.find(std::string("KeyValues Error: ") + c.m_pszMessage +
-                                    " in file test.vdf [offset: "))
-            << c.m_pszText << " -> " << strFirst;
+        std::string strErrors = LoadText(rgpszCase[0]).m_strErrors;
+        EXPECT_EQ(0u, strErrors.find(std::string("KeyValues Error: ") + rgpszCase[1] +
+                                     " in file test.vdf [offset: "))
+            << rgpszCase[0] << " -> " << strErrors;
     }
 }
 
@@ -175,12 +130,22 @@ TEST(KeyValuesReader, ErrorReportCarriesOffsetAndKeyStack)
     EXPECT_NE(std::string::npos, result.m_strErrors.find("missing {   (current key: 'b')"));
 }
 
-TEST(KeyValuesReader, FirstErrorPrintedOnceAndLoadReported)
+// A load reads from the get position to the end and leaves the end-of-input bit, as the
+// buffer's own reads do; a failed one prints its first error and reports the load.
+TEST(KeyValuesReader, BufferStateAndLoadReports)
 {
-    CSpewCapture capture;
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    buf.PutString("a 1 b 2 #include \"other.vdf\"");
+    buf.PutString("junk a { k 1 }");
+    buf.SeekGet(CUtlBuffer::SEEK_HEAD, 5);
     KV pkv(new KeyValues("x"));
+    EXPECT_TRUE(pkv->LoadFromBuffer("b.vdf", buf));
+    EXPECT_EQ("a{k=i1}", DescribeTree(pkv.get()));
+    EXPECT_EQ(buf.TellMaxPut(), buf.TellGet());
+    EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
+
+    CSpewCapture capture;
+    buf.Clear();
+    buf.PutString("a 1 b 2 #include \"other.vdf\"");
     EXPECT_FALSE(pkv->LoadFromBuffer("job.vdf", buf));
     std::vector<std::string> vecWarnings = capture.TextsOfType(SPEW_WARNING);
     ASSERT_EQ(1u, vecWarnings.size());
@@ -189,27 +154,8 @@ TEST(KeyValuesReader, FirstErrorPrintedOnceAndLoadReported)
     EXPECT_EQ(1,
               capture.CountAssertsContaining("KeyValues don't support #include anymore, file \"job.vdf\""));
     EXPECT_EQ(1, capture.CountAssertsContaining("Error while parsing text KeyValues for resource job.vdf"));
-    // The buffer is left read to its end.
     EXPECT_EQ(buf.TellMaxPut(), buf.TellGet());
     EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
-}
-
-TEST(KeyValuesReader, BufferStateMatchesByteReads)
-{
-    // Reading to the end sets the end-of-input bit, as the buffer's own reads do.
-    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    buf.PutString("a { k v }");
-    KV pkv(new KeyValues("x"));
-    EXPECT_TRUE(pkv->LoadFromBuffer("b.vdf", buf));
-    EXPECT_EQ(9, buf.TellGet());
-    EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
-
-    // Reading starts at the get position, not at the start of the data.
-    buf.Clear();
-    buf.PutString("junk a { k 1 }");
-    buf.SeekGet(CUtlBuffer::SEEK_HEAD, 5);
-    EXPECT_TRUE(pkv->LoadFromBuffer("b.vdf", buf));
-    EXPECT_EQ("a{k=i1}", DescribeTree(pkv.get()));
 }
 
 TEST(KeyValuesReader, TokenOverflowRecordedOncePerToken)
@@ -254,13 +200,11 @@ TEST(KeyValuesReader, EmbeddedNulAndGarbageNeverCrash)
     }
 }
 
-// cLevels sections, each opened with strOpen (its name and brace), the innermost holding
-// "k 1", all closed with strClose (which may be empty), then strAfter.
+// cLevels sections opened with strOpen around "k 1", closed with strClose (maybe empty).
 std::string NestedText(int cLevels, const std::string& strOpen, const std::string& strClose,
                        const std::string& strAfter = "")
 {
     std::string strText;
-    strText.reserve((size_t)cLevels * (strOpen.size() + strClose.size()) + strAfter.size() + 8);
     for (int i = 0; i < cLevels; ++i)
         strText += strOpen;
     strText += "k 1";
@@ -314,23 +258,15 @@ TEST(KeyValuesReader, NestingBoundEndsTheLoad)
 // input.
 TEST(KeyValuesReaderHostile, MillionLevelsDeep)
 {
-    struct Shape_s
+    // Three bytes a level, never closed, quoted names, the writer's layout.
+    const char* const rgpszShapes[][2] = {{"a{", "}"}, {"a{", ""}, {"\"a\"{", "}"}, {"\"Level\"\n{\n", "}"}};
+    for (const auto& rgpszShape : rgpszShapes)
     {
-        const char* m_pszOpen;
-        const char* m_pszClose;
-    } rgShapes[] = {
-        {"a{", "}"},             // three bytes a level
-        {"a{", ""},              // never closed
-        {"\"a\"{", "}"},         // quoted names
-        {"\"Level\"\n{\n", "}"}, // the writer's layout
-    };
-    for (const Shape_s& shape : rgShapes)
-    {
-        std::string strText = NestedText(1000000, shape.m_pszOpen, shape.m_pszClose);
+        std::string strText = NestedText(1000000, rgpszShape[0], rgpszShape[1]);
         CMemoryPeak peak;
         LoadResult_s result = LoadText(strText);
-        EXPECT_EQ(0u, result.m_strErrors.find(k_szTooDeep)) << shape.m_pszOpen;
-        EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get())) << shape.m_pszOpen;
+        EXPECT_EQ(0u, result.m_strErrors.find(k_szTooDeep)) << rgpszShape[0];
+        EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get())) << rgpszShape[0];
         {
             // The writer's output grows with the square of the depth; a fixed buffer ends it.
             std::vector<char> vecOut(1 << 20);
@@ -339,7 +275,7 @@ TEST(KeyValuesReaderHostile, MillionLevelsDeep)
         }
         result.m_pkv.reset();
         if (peak.BMeasured())
-            EXPECT_LT(peak.PeakBytes(), 4 * strText.size()) << shape.m_pszOpen;
+            EXPECT_LT(peak.PeakBytes(), 4 * strText.size()) << rgpszShape[0];
     }
 }
 
@@ -361,12 +297,6 @@ TEST(KeyValuesReaderHostile, ThreeHundredMegabyteToken)
 }
 #endif
 
-struct ExpressionCase_s
-{
-    const char* m_pszExpression;
-    bool m_bResult;
-};
-
 bool TestLookup(const char* pszName)
 {
     return !strcmp(pszName, "$T") || !strcmp(pszName, "$YES_1");
@@ -374,44 +304,28 @@ bool TestLookup(const char* pszName)
 
 TEST(KeyValuesConditional, GrammarAndLeftToRightEvaluation)
 {
-    ExpressionCase_s rgCases[] = {
-        {"$T]", true},          {"$F]", false},
-        {"!$F]", true},         {"!$T]", false},
-        {"$T&&$F]", false},     {"$T||$F]", true},
-        {"$F||$T&&$F]", false}, {"$T||$T&&$F]", false},
-        {"$F&&$F||$T]", true},  {"( $F || $T ) && $T]", true},
-        {"($F||$T]", true},     {"$T!$F]", true},
-        {"$F!$T]", false},      {"1]", true},
-        {"0]", false},          {"007]", true},
-        {"$YES_1]", true},      {"  $T  &&  $T  ]", true},
-        {"$T&'x]", false},      {"$T&&]", false},
-        {"]", false},           {"", false},
-    };
     CSpewCapture capture;
-    for (const ExpressionCase_s& c : rgCases)
-        EXPECT_EQ(c.m_bResult, EvaluateConditional(c.m_pszExpression, TestLookup)) << c.m_pszExpression;
+    for (const char* pszTrue : {"$T]", "!$F]", "$T||$F]", "$F&&$F||$T]", "( $F || $T ) && $T]", "($F||$T]",
+                                "$T!$F]", "1]", "007]", "$YES_1]", "  $T  &&  $T  ]"})
+        EXPECT_TRUE(EvaluateConditional(pszTrue, TestLookup)) << pszTrue;
+    for (const char* pszFalse :
+         {"$F]", "!$T]", "$T&&$F]", "$F||$T&&$F]", "$T||$T&&$F]", "$F!$T]", "0]", "$T&'x]", "$T&&]", "]", ""})
+        EXPECT_FALSE(EvaluateConditional(pszFalse, TestLookup)) << pszFalse;
 }
 
 TEST(KeyValuesConditional, BadTokensPrintFirstMessageOnly)
 {
-    struct MessageCase_s
-    {
-        const char* m_pszExpression;
-        const char* m_pszMessage;
-    } rgCases[] = {
+    const char* const rgpszCases[][2] = {
         {"$T & $T]", "Bad expression token: &  \n"},
         {"$T |x]", "Bad expression token: | x\n"},
         {"$T&&]", "Bad expression token: ] at 4 in $T&&]\n"},
         {"#$T]", "Bad expression token: # at 0 in #$T]\n"},
-        {"!!$T && % && %]", "Bad expression token: ! at 1 in !!$T && % && %]\n"},
-    };
-    for (const MessageCase_s& c : rgCases)
+        {"!!$T && % && %]", "Bad expression token: ! at 1 in !!$T && % && %]\n"}};
+    for (const auto& rgpszCase : rgpszCases)
     {
         CSpewCapture capture;
-        EXPECT_FALSE(EvaluateConditional(c.m_pszExpression, TestLookup));
-        std::vector<std::string> vecWarnings = capture.TextsOfType(SPEW_WARNING);
-        ASSERT_EQ(1u, vecWarnings.size()) << c.m_pszExpression;
-        EXPECT_EQ(c.m_pszMessage, vecWarnings[0]);
+        EXPECT_FALSE(EvaluateConditional(rgpszCase[0], TestLookup));
+        EXPECT_EQ(std::vector<std::string>{rgpszCase[1]}, capture.TextsOfType(SPEW_WARNING)) << rgpszCase[0];
     }
     // Nesting deeper than the evaluator goes is a bad token, not a crash.
     CSpewCapture capture;
@@ -420,34 +334,14 @@ TEST(KeyValuesConditional, BadTokensPrintFirstMessageOnly)
 
 TEST(KeyValuesConditional, PlatformNames)
 {
-    ExpressionCase_s rgCases[] = {
-        {"$WINDOWS", true},
-        {"$win32", true},
-        {"$Win64", true},
-        {"$0", false},
-        {"$1", true},
-        {"$OSX", false},
-        {"$OSX1010", false},
-        {"$POSIX", false},
-        {"$LINUX", false},
-        {"$linux32", false},
-        {"$LINUX64", false},
-        {"$ANDROID", false},
-        {"$ANDROID32", false},
-        {"$ANDROID64", false},
-        {"$X360", false},
-        {"$PS3", false},
-        {"$CHROMEOS", false},
-        {"$NOSUCHNAME", false},
-        {"$VISTA", Plat_IsWindowsVistaOrLater()},
-        {"$WIN7", Plat_IsWindows7OrLater()},
-    };
-    for (const ExpressionCase_s& c : rgCases)
-        EXPECT_EQ(c.m_bResult, KeyValuesPlatformLookup(c.m_pszExpression)) << c.m_pszExpression;
-    EXPECT_TRUE(KeyValuesPlatformLookup("$VISTA") && KeyValuesPlatformLookup("$WIN7"));
-
+    for (const char* pszTrue : {"$WINDOWS", "$win32", "$Win64", "$1", "$VISTA", "$WIN7"})
+        EXPECT_TRUE(KeyValuesPlatformLookup(pszTrue)) << pszTrue;
+    for (const char* pszFalse :
+         {"$0", "$OSX", "$OSX1010", "$POSIX", "$LINUX", "$linux32", "$LINUX64", "$ANDROID", "$ANDROID32",
+          "$ANDROID64", "$X360", "$PS3", "$CHROMEOS", "$NOSUCHNAME"})
+        EXPECT_FALSE(KeyValuesPlatformLookup(pszFalse)) << pszFalse;
     KeyValuesSystem()->AddKeyValuesExpressionSymbol("$ReaderTestFlag", true);
     EXPECT_TRUE(KeyValuesPlatformLookup("$READERTESTFLAG"));
-    ExpectTrees({{"a { k 1 [$ReaderTestFlag] j 2 [!$readertestflag] }", "a{k=i1}"}}, false);
+    ExpectTrees({{"a { k 1 [$ReaderTestFlag] j 2 [!$readertestflag] }", "a{k=i1}"}});
 }
 } // namespace
