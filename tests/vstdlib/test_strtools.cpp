@@ -64,7 +64,7 @@ TEST(StrTools, BoundedCopiesAlwaysTerminateAndCutsAreReported)
 }
 
 // Results count the terminator; a null destination only measures.
-TEST(StrToolsUnicode, RoundTripsEveryEncodedLength)
+TEST(StrToolsUnicode, RoundTripsEveryEncodedLengthAndCutsShortDestinations)
 {
     const std::string strUTF8 = "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF";
     const std::u16string strUTF16 = u"a\u00E9\u4E2D\U0001F600\U0010FFFF";
@@ -79,6 +79,11 @@ TEST(StrToolsUnicode, RoundTripsEveryEncodedLength)
     EXPECT_EQ(6, V_UTF16ToUTF8(u"a\U0001F600", nullptr, 0));
     EXPECT_EQ(1, V_UTF8ToUTF16(nullptr, rgwch, sizeof(rgwch)));
     EXPECT_EQ(0, rgwch[0]);
+    // Short destinations cut at character boundaries.
+    EXPECT_EQ("a", ToUTF8(u"a\U0001F600", 5));        // four bytes and the NUL do not fit in five
+    EXPECT_EQ(u"a", ToUTF16("a\xF0\x9F\x98\x80", 5)); // five bytes are two units: no room for a pair
+    EXPECT_EQ(u"<none>", ToUTF16("abc", 1));
+    EXPECT_EQ("", ToUTF8(u"ab", 1));
 }
 
 TEST(StrToolsUnicode, MalformedTextBecomesReplacementCharacters)
@@ -89,19 +94,8 @@ TEST(StrToolsUnicode, MalformedTextBecomesReplacementCharacters)
     EXPECT_EQ(u"\uFFFD\uFFFD\uFFFD", ToUTF16("\xED\xA0\x80"));           // encoded surrogate
     EXPECT_EQ(u"\uFFFD\uFFFD\uFFFD\uFFFD", ToUTF16("\xF4\x90\x80\x80")); // above U+10FFFF
     EXPECT_EQ(u"\uFFFD", ToUTF16("\xF0\x9F\x98"));
-    EXPECT_EQ("\xEF\xBF\xBD"
-              "a",
-              ToUTF8(u"\xD800"
-                     u"a"));
+    EXPECT_EQ("\357\277\275a", ToUTF8(std::u16string{0xD800, u'a'}));
     EXPECT_EQ("\xEF\xBF\xBD\xEF\xBF\xBD", ToUTF8(u"\xDC00\xD83D")); // unpaired surrogates
-}
-
-TEST(StrToolsUnicode, ShortDestinationsCutAtCharacterBoundaries)
-{
-    EXPECT_EQ("a", ToUTF8(u"a\U0001F600", 5));        // four bytes and the NUL do not fit in five
-    EXPECT_EQ(u"a", ToUTF16("a\xF0\x9F\x98\x80", 5)); // five bytes are two units: no room for a pair
-    EXPECT_EQ(u"<none>", ToUTF16("abc", 1));
-    EXPECT_EQ("", ToUTF8(u"ab", 1));
 }
 
 TEST(StrToolsPath, AbsolutePathsComponentsAndDotSlashes)
@@ -124,21 +118,19 @@ TEST(StrToolsPath, AbsolutePathsComponentsAndDotSlashes)
     EXPECT_FALSE(V_StripLastComponent(szBare));
     EXPECT_STREQ("file", szBare);
 
-    const char* const pszAboveRoot = "<above the root>";
-    const char* const rgpszCases[][2] = {
-        {"C:\\x\\a\\..\\b.txt", "C:\\x\\b.txt"},
-        {"C:/x/./y//z", "C:\\x\\y\\z"},
-        {"C:\\x\\a\\..", "C:\\x"},
-        {"C:\\x\\a\\..\\", "C:\\x\\"},
-        {"C:\\", "C:\\"},
-        {"C:\\x\\..\\..\\y", pszAboveRoot},
-        {"\\\\server\\share\\a\\..\\b", "\\\\server\\share\\b"},
-        {"\\\\server\\share\\..", pszAboveRoot},
-        {"\\\\?\\C:\\x\\..\\y", "\\\\?\\C:\\y"},
-        {"/a/b/../../c", "\\c"},
-        {"a\\..\\b", "b"},
-        {"..\\a", pszAboveRoot},
-    };
+    const char* const pszAboveRoot = "<above>";
+    const char* const rgpszCases[][2] = {{"C:\\x\\a\\..\\b.txt", "C:\\x\\b.txt"},
+                                         {"C:/x/./y//z", "C:\\x\\y\\z"},
+                                         {"C:\\x\\a\\..", "C:\\x"},
+                                         {"C:\\x\\a\\..\\", "C:\\x\\"},
+                                         {"C:\\", "C:\\"},
+                                         {"C:\\x\\..\\..\\y", pszAboveRoot},
+                                         {"\\\\server\\share\\a\\..\\b", "\\\\server\\share\\b"},
+                                         {"\\\\server\\share\\..", pszAboveRoot},
+                                         {"\\\\?\\C:\\x\\..\\y", "\\\\?\\C:\\y"},
+                                         {"/a/b/../../c", "\\c"},
+                                         {"a\\..\\b", "b"},
+                                         {"..\\a", pszAboveRoot}};
     for (const auto& rgpszCase : rgpszCases)
     {
         std::string strPath = rgpszCase[0];
