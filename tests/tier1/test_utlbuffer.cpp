@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -14,9 +15,10 @@
 namespace
 {
 
-// Sizes the buffer takes while n bytes are put one at a time.
-std::vector<int> GrowthSteps(CUtlBuffer& buf, int nBytes)
+// Sizes a new buffer takes while n bytes are put one at a time.
+std::vector<int> GrowthSteps(int nBytes, int nGrowSize = 0, int nInitSize = 0, int nFlags = 0)
 {
+    CUtlBuffer buf(nGrowSize, nInitSize, nFlags);
     std::vector<int> vecSizes;
     for (int i = 0; i < nBytes; ++i)
     {
@@ -44,18 +46,24 @@ std::string Delimited(const char* pszText, CUtlCharConversion* pConv, int nMaxCh
 
 TEST(UtlBufferGrowth, StepsFollowTheGrowSize)
 {
-    CUtlBuffer bufByHalf;
-    CUtlBuffer bufText(0, 0, CUtlBuffer::TEXT_BUFFER);
-    CUtlBuffer bufSmall(0, 1);
-    CUtlBuffer bufByTens(10);
-    EXPECT_EQ((std::vector<int>{32, 48, 72, 108, 162, 243}), GrowthSteps(bufByHalf, 163));
-    EXPECT_EQ((std::vector<int>{32, 48}), GrowthSteps(bufText, 32));           // room for the NUL
-    EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 6, 9}), GrowthSteps(bufSmall, 7)); // at least one more
-    EXPECT_EQ((std::vector<int>{10, 20, 30, 40}), GrowthSteps(bufByTens, 31));
+    EXPECT_EQ((std::vector<int>{32, 48, 72, 108, 162, 243}), GrowthSteps(163));
+    EXPECT_EQ((std::vector<int>{32, 48}), GrowthSteps(32, 0, 0, CUtlBuffer::TEXT_BUFFER)); // room for the NUL
+    EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 6, 9}), GrowthSteps(7, 0, 1)); // at least one more
+    EXPECT_EQ((std::vector<int>{10, 20, 30, 40}), GrowthSteps(31, 10));
 }
 
-TEST(UtlBufferText, NulFollowsEveryPutAndPutSeek)
+TEST(UtlBufferText, TabsAtLineStartsAndTheNulAfterEveryPutAndPutSeek)
 {
+    CUtlBuffer bufTabs(0, 0, CUtlBuffer::TEXT_BUFFER);
+    bufTabs.PushTab();
+    bufTabs.PushTab();
+    for (char c : std::string("a\nb"))
+        bufTabs.PutChar(c);
+    bufTabs.EnableTabs(false);
+    bufTabs.PutChar('\n');
+    bufTabs.PutChar('c');
+    EXPECT_STREQ("a\n\t\tb\nc", bufTabs.String());
+
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("ab");
     buf.PutChar('c');
@@ -74,19 +82,6 @@ TEST(UtlBufferText, NulFollowsEveryPutAndPutSeek)
     buf.SeekPut(CUtlBuffer::SEEK_CURRENT, 4); // past the end: the gap reads as zeros
     EXPECT_EQ(610, buf.TellMaxPut());
     EXPECT_EQ(std::string(5, '\0'), std::string((const char*)buf.Base() + 606, 5));
-}
-
-TEST(UtlBufferText, TabsOnlyAtLineStartsOfTextBuffers)
-{
-    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    buf.PushTab();
-    buf.PushTab();
-    for (char c : std::string("a\nb"))
-        buf.PutChar(c);
-    buf.EnableTabs(false);
-    buf.PutChar('\n');
-    buf.PutChar('c');
-    EXPECT_STREQ("a\n\t\tb\nc", buf.String());
 }
 
 TEST(UtlBufferSeek, EveryBadSeekIsReportedAndStillTaken)
@@ -176,12 +171,7 @@ TEST(UtlBufferDelimited, EscapesCutsAndEndsOfBothConversions)
 {
     CUtlCharConversion* pEsc = GetCStringCharConversion();
     CUtlCharConversion* pNoEsc = GetNoEscCharConversion();
-    const struct
-    {
-        CUtlCharConversion* m_pConv;
-        const char* m_pszText;
-        const char* m_pszExpected;
-    } rgCases[] = {
+    const std::tuple<CUtlCharConversion*, const char*, const char*> rgCases[] = {
         {pEsc, "  \"plain\" tail", "plain@| tail"},
         {pEsc, "\"say \\\"hi\\\"\"x", "say \"hi\"@|x"},
         {pEsc, "\"ab\\zcd\"x", "ab@zcd@|x"}, // an unknown escape is a NUL and consumes nothing
@@ -193,9 +183,8 @@ TEST(UtlBufferDelimited, EscapesCutsAndEndsOfBothConversions)
         {pNoEsc, "\"a\177b\"", "a@b@|"},
         {nullptr, "  word \"x\"", "word@| \"x\""}, // the plain string read
     };
-    for (const auto& testCase : rgCases)
-        EXPECT_EQ(testCase.m_pszExpected, Delimited(testCase.m_pszText, testCase.m_pConv))
-            << testCase.m_pszText;
+    for (const auto& [pConv, pszText, pszExpected] : rgCases)
+        EXPECT_EQ(pszExpected, Delimited(pszText, pConv)) << pszText;
     EXPECT_EQ("abc@|x", Delimited("\"abcdef\"x", pEsc, 4)); // cut, but read to its end
 
     CUtlBuffer bufBinary("ab\0cd", 6, CUtlBuffer::READ_ONLY);
@@ -205,7 +194,7 @@ TEST(UtlBufferDelimited, EscapesCutsAndEndsOfBothConversions)
     EXPECT_EQ(3, bufBinary.TellGet());
 }
 
-TEST(UtlCharConversion, EveryEscapeReadsBackAsItsCharacter)
+TEST(UtlCharConversion, EveryEscapeReadsBackAndBadTablesAreReported)
 {
     CUtlCharConversion* pConv = GetCStringCharConversion();
     int nConversions = 0;
@@ -222,10 +211,7 @@ TEST(UtlCharConversion, EveryEscapeReadsBackAsItsCharacter)
     EXPECT_EQ(2, pConv->MaxConversionLength());
     EXPECT_STREQ("", GetNoEscCharConversion()->GetConversionString('\x7F'));
     EXPECT_EQ(nullptr, GetNoEscCharConversion()->GetConversionString('\\'));
-}
 
-TEST(UtlCharConversion, DoubleEntriesAndEmptyDelimitersAreReported)
-{
     CSpewCapture capture;
     const CUtlCharConversion::ConversionArray_t rgTwice[] = {{'\n', "\\n"}, {'\n', "\\N"}};
     CUtlCStringConversion conv('\\', "", 2, rgTwice);
