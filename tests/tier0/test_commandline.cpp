@@ -1,7 +1,6 @@
 #include <cstring>
-#include <map>
-#include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -12,34 +11,23 @@
 namespace
 {
 
-struct ProbeRun_s : ChildRun_s
+// The value of the probe's "key<TAB>value" line for strKey.
+std::string Answer(const ChildRun_s& probe, const std::string& strKey)
 {
-    std::map<std::string, std::string> m_mapAnswers;
+    const std::string strOutput = "\n" + probe.m_strOutput;
+    size_t iValue = strOutput.find("\n" + strKey + "\t");
+    if (iValue == std::string::npos)
+        return "<missing>";
+    iValue += strKey.size() + 2;
+    return strOutput.substr(iValue, strOutput.find_first_of("\r\n", iValue) - iValue);
+}
 
-    std::string Answer(const std::string& strKey) const
-    {
-        const auto itAnswer = m_mapAnswers.find(strKey);
-        return itAnswer == m_mapAnswers.end() ? "<missing>" : itAnswer->second;
-    }
-};
-
-// Starts the probe with the given arguments and reads its "key<TAB>value" lines. Every run
-// also shows that a matched "-noassert" silences non-fatal assertions.
-ProbeRun_s RunProbe(const std::vector<std::string>& vecArgs)
+// Every run also shows that a matched "-noassert" silences non-fatal assertions.
+ChildRun_s RunProbe(const std::vector<std::string>& vecArgs)
 {
-    const ChildRun_s child = RunSiblingProgram("tier0_cmdline_probe", vecArgs);
-    EXPECT_TRUE(child.m_bStarted);
-    ProbeRun_s probe{child, {}};
-    std::istringstream output(child.m_strOutput);
-    for (std::string strLine; std::getline(output, strLine);)
-    {
-        if (!strLine.empty() && strLine.back() == '\r')
-            strLine.pop_back();
-        const size_t iTab = strLine.find('\t');
-        if (iTab != std::string::npos)
-            probe.m_mapAnswers[strLine.substr(0, iTab)] = strLine.substr(iTab + 1);
-    }
-    EXPECT_NE(probe.Answer("has:-noassert"), probe.Answer("assert_reported")) << vecArgs.size();
+    const ChildRun_s probe = RunSiblingProgram("tier0_cmdline_probe", vecArgs);
+    EXPECT_TRUE(probe.m_bStarted);
+    EXPECT_NE(Answer(probe, "has:-noassert"), Answer(probe, "assert_reported")) << vecArgs.size();
     return probe;
 }
 
@@ -62,12 +50,7 @@ TEST(CommandLineBlock, IsLaidOutAsCountPointersThenStrings)
 
 TEST(CommandLineChild, SwitchesMatchAnyCaseAndAValueButNotALongerName)
 {
-    const struct
-    {
-        std::vector<std::string> m_vecArgs;
-        const char* m_pszKey;
-        const char* m_pszExpected;
-    } rgCases[] = {
+    const std::tuple<std::vector<std::string>, const char*, const char*> rgCases[] = {
         {{}, "argc", "1"},
         {{"-other", "-NoAssert"}, "has:-noassert", "1"},
         {{"-noassert=1"}, "has:-noassert", "1"},
@@ -80,33 +63,32 @@ TEST(CommandLineChild, SwitchesMatchAnyCaseAndAValueButNotALongerName)
         {{"-chromeosx"}, "chromeos", "0"},
         {{"---", "-noassert"}, "has:-noassert", "1"}, // only an exact "--" ends the search
     };
-    for (const auto& testCase : rgCases)
-        EXPECT_EQ(testCase.m_pszExpected, RunProbe(testCase.m_vecArgs).Answer(testCase.m_pszKey))
-            << testCase.m_vecArgs.size() << " " << testCase.m_pszKey;
+    for (const auto& [vecArgs, pszKey, pszExpected] : rgCases)
+        EXPECT_EQ(pszExpected, Answer(RunProbe(vecArgs), pszKey)) << vecArgs.size() << " " << pszKey;
 }
 
 TEST(CommandLineChild, ArgumentsArriveAsUTF8AndNothingAfterDoubleDashIsASwitch)
 {
     const std::string strNonASCII = "-name=Gr\xC3\xBC\xC3\x9F"
                                     "e\xE2\x86\x92\xE6\x97\xA5\xE6\x9C\xAC";
-    const ProbeRun_s probe = RunProbe({strNonASCII, "two words", "", "-chromeos", "--", "-noassert"});
-    EXPECT_EQ("7", probe.Answer("argc"));
-    EXPECT_EQ(strNonASCII, probe.Answer("arg1"));
-    EXPECT_EQ("two words", probe.Answer("arg2"));
-    EXPECT_EQ("", probe.Answer("arg3"));
-    EXPECT_EQ("1", probe.Answer("has:-name="));
-    EXPECT_EQ("1", probe.Answer("chromeos"));
-    EXPECT_EQ("0", probe.Answer("has:-noassert"));
+    const ChildRun_s probe = RunProbe({strNonASCII, "two words", "", "-chromeos", "--", "-noassert"});
+    EXPECT_EQ("7", Answer(probe, "argc"));
+    EXPECT_EQ(strNonASCII, Answer(probe, "arg1"));
+    EXPECT_EQ("two words", Answer(probe, "arg2"));
+    EXPECT_EQ("", Answer(probe, "arg3"));
+    EXPECT_EQ("1", Answer(probe, "has:-name="));
+    EXPECT_EQ("1", Answer(probe, "chromeos"));
+    EXPECT_EQ("0", Answer(probe, "has:-noassert"));
 }
 
 TEST(CommandLineChild, FatalAssertionIgnoresNoAssert)
 {
-    const ProbeRun_s probe = RunProbe({"-noassert", "-probe-fatal"});
+    const ChildRun_s probe = RunProbe({"-noassert", "-probe-fatal"});
     EXPECT_EQ(1, probe.m_nExitCode);
     EXPECT_NE(std::string::npos, probe.m_strOutput.find("Fatal assert; application exiting"))
         << probe.m_strOutput;
     EXPECT_NE(std::string::npos, probe.m_strOutput.find("_ExitOnFatalAssert")) << probe.m_strOutput;
-    EXPECT_EQ("<missing>", probe.Answer("assert_reported"));
+    EXPECT_EQ("<missing>", Answer(probe, "assert_reported"));
 }
 
 } // namespace

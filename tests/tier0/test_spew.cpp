@@ -53,7 +53,7 @@ TEST(SpewText, AssertPrefixAndLength)
 }
 
 // Only asserts with a file carry the prefix; only errors and asserts also go to stderr.
-TEST(SpewTypes, EachFunctionSpewsItsOwnType)
+TEST(SpewTypes, EachFunctionSpewsItsOwnTypeAndTheDefaultHandlerPrintsThem)
 {
     CSpewCapture capture;
     testing::internal::CaptureStderr();
@@ -68,10 +68,8 @@ TEST(SpewTypes, EachFunctionSpewsItsOwnType)
     for (const SpewRecord_s& record : capture.Records())
         strSeen += std::to_string(record.m_eType) + ":" + record.m_strText + "|";
     EXPECT_EQ("0:m1|1:w2|3:e3|2:f.cpp (4) : a|2:b|", strSeen);
-}
 
-TEST(SpewDefaultHandler, PrintsToStdoutAndAsksForABreakOnlyOnAsserts)
-{
+    // The default handler prints to stdout and asks for a break only on asserts.
     testing::internal::CaptureStdout();
     EXPECT_EQ(SPEW_CONTINUE, DefaultSpewFunc(SPEW_MESSAGE, "a "));
     EXPECT_EQ(SPEW_CONTINUE, DefaultSpewFunc(SPEW_WARNING, "%s "));
@@ -113,6 +111,19 @@ TEST(SpewLock, IsRecursiveOnItsThreadAndExclusiveAcrossThreads)
 
 TEST(SpewGroups, LevelsComeFromTheGroupElseTheDefaultAndGateConMsg)
 {
+    const char* const rgpszNames[] = {"test.mid",  "test.alpha", "test.zeta",
+                                      "TEST.Beta", "test.omega", "test.a"};
+    for (int iName = 0; iName < 6; ++iName)
+        SpewActivate(rgpszNames[iName], 10 + iName);
+    for (int iName = 0; iName < 6; ++iName)
+    {
+        EXPECT_TRUE(IsSpewActive(rgpszNames[iName], 10 + iName)) << rgpszNames[iName];
+        EXPECT_FALSE(IsSpewActive(rgpszNames[iName], 11 + iName)) << rgpszNames[iName];
+    }
+    SpewActivate("TEST.ALPHA", 2); // the one entry changes
+    EXPECT_FALSE(IsSpewActive("test.alpha", 3));
+    EXPECT_TRUE(IsSpewActive("test.beta", 13));
+
     CSpewCapture capture;
     EXPECT_TRUE(IsSpewActive("CONSOLE", 1));
     ConMsg("console", 1, "shown %d", 1);
@@ -126,22 +137,6 @@ TEST(SpewGroups, LevelsComeFromTheGroupElseTheDefaultAndGateConMsg)
     SpewSetDefaultLevel(0);
     EXPECT_EQ(1u, capture.Records().size());
     EXPECT_EQ(std::vector<std::string>{"shown 1"}, capture.TextsOfType(SPEW_MESSAGE));
-}
-
-TEST(SpewGroups, ActivatedGroupsAreFoundWhateverTheInsertionOrderOrCase)
-{
-    const char* const rgpszNames[] = {"test.mid",  "test.alpha", "test.zeta",
-                                      "TEST.Beta", "test.omega", "test.a"};
-    for (int iName = 0; iName < 6; ++iName)
-        SpewActivate(rgpszNames[iName], 10 + iName);
-    for (int iName = 0; iName < 6; ++iName)
-    {
-        EXPECT_TRUE(IsSpewActive(rgpszNames[iName], 10 + iName)) << rgpszNames[iName];
-        EXPECT_FALSE(IsSpewActive(rgpszNames[iName], 11 + iName)) << rgpszNames[iName];
-    }
-    SpewActivate("TEST.ALPHA", 2); // the one entry changes
-    EXPECT_FALSE(IsSpewActive("test.alpha", 3));
-    EXPECT_TRUE(IsSpewActive("test.beta", 13));
 }
 
 TEST(SpewAbortDeathTest, AbortAnswerEndsTheProcessWithExitCode1)
