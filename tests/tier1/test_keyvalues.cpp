@@ -89,26 +89,64 @@ TEST(KeyValuesGetInt, TextForms)
     }
 }
 
-TEST(KeyValuesGetInt, NumericTypesWideTextAndValuelessNodes)
+// Each type read as an integer, then as text: a value with text of its own turns into a
+// string node holding it, returned as the node's own text rather than a scratch buffer.
+TEST(KeyValuesConversions, EveryTypeAsIntegerThenAsText)
 {
+    const std::tuple<void (*)(KeyValues*), int, const char*> rgCases[] = {
+        {[](KeyValues* p) { p->SetInt(-42); }, -42, "-42"},
+        {[](KeyValues* p) { p->SetFloat(-3.9f); }, -3, "-3.900000"},
+        {[](KeyValues* p) { p->SetFloat(1e20f); }, INT_MAX, "100000002004087734272.000000"},
+        {[](KeyValues* p) { p->SetPtr((void*)(uintp)0xFFFFFFFEu); }, -2, "-2"},
+        {[](KeyValues* p) { p->SetUint64(0xFFFFFFFFull); }, -1, "4294967295"},
+        {[](KeyValues* p) { p->SetUint64(UINT64_MAX); }, k_nDefault, "18446744073709551615"},
+        {[](KeyValues* p) { p->SetInt64(INT32_MIN); }, INT_MIN, "-2147483648"},
+        {[](KeyValues* p) { p->SetInt64(INT64_MIN); }, k_nDefault, "-9223372036854775808"},
+        {[](KeyValues* p) { p->SetWString(u"-42"); }, -42, "-42"},
+        {[](KeyValues* p) { p->SetWString(u"0x10"); }, 0, "0x10"}, // wide text is read in base 10 only
+        {[](KeyValues* p) { p->SetWString(u"Grüße €!"); }, 0, "Grüße €!"},
+        {[](KeyValues* p) { p->SetString(nullptr); }, k_nDefault, ""},
+        {[](KeyValues* p) { p->SetColor(0x04030201); }, 0x04030201, nullptr}};
+    CSpewCapture log; // the 64-bit values that do not fit report a data loss
+    for (const auto& [pfnSet, nExpected, pszText] : rgCases)
+    {
+        KV pkv(new KeyValues("n"));
+        pfnSet(pkv.get());
+        EXPECT_EQ(nExpected, pkv->GetInt(k_nDefault)) << pszText;
+        const char* pszGot = pkv->GetString("dflt");
+        EXPECT_STREQ(pszText ? pszText : "dflt", pszGot);
+        EXPECT_EQ(pszText ? KeyValues::TYPE_STRING : KeyValues::TYPE_COLOR, pkv->GetDataType()) << pszText;
+        EXPECT_EQ(pszGot, pkv->GetString(pszGot)); // a string node's own text: the same pointer again
+    }
+    EXPECT_EQ(2, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
+}
+
+TEST(KeyValuesConversions, SixtyFourBitLimitsAndValuelessNodes)
+{
+    CSpewCapture log;
     KV pkv(new KeyValues("n"));
     EKVGetStatus eStatus = k_EKVGetStatusOK;
     EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)); // an empty section
     EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
-    pkv->SetFloat(-3.9f);
-    EXPECT_EQ(-3, pkv->GetInt(0, &eStatus));
+    pkv->SetUint64(0x80000000ull);
+    EXPECT_EQ(INT_MIN, pkv->GetInt(k_nDefault, &eStatus));
     EXPECT_EQ(k_EKVGetStatusOK, eStatus);
-    pkv->SetFloat(1e20f);
-    EXPECT_EQ(INT_MAX, pkv->GetInt());
-    pkv->SetPtr((void*)(uintp)0xFFFFFFFEu);
-    EXPECT_EQ(-2, pkv->GetInt());
-    pkv->SetWString(u"-42");
-    EXPECT_EQ(-42, pkv->GetInt());
-    pkv->SetWString(u"0x10"); // wide text is read in base 10 only
-    EXPECT_EQ(0, pkv->GetInt());
-    pkv->SetColor(0x04030201);
-    EXPECT_EQ(0x04030201, pkv->GetInt());
-    EXPECT_EQ(0x04030201u, pkv->GetColor());
+    pkv->SetInt64(-5);
+    EXPECT_EQ(-5, pkv->GetInt(k_nDefault));
+    EXPECT_EQ(0, log.CountAssertsContaining("data loss"));
+    pkv->SetUint64(0x100000000ull);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
+    pkv->SetInt64((int64)INT32_MAX + 1);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
+    pkv->SetInt64((int64)INT32_MIN - 1);
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
+    EXPECT_EQ(3, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
+
+    pkv->SetInt(42);
+    pkv->GetString();
+    EXPECT_EQ(42, pkv->GetInt(0, &eStatus)); // read back from its text
+    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
+    pkv->SetColor(1);
     for (uint32 unType : {8u, 11u, 15u})
     {
         ForceTypeBits(pkv.get(), unType);
@@ -117,29 +155,6 @@ TEST(KeyValuesGetInt, NumericTypesWideTextAndValuelessNodes)
         EXPECT_STREQ("dflt", pkv->GetString("dflt"));
     }
     ForceTypeBits(pkv.get(), KeyValues::TYPE_COLOR);
-}
-
-TEST(KeyValuesGetInt, SixtyFourBitValuesReportDataLoss)
-{
-    CSpewCapture log;
-    KV pkv(new KeyValues("n"));
-    pkv->SetUint64(0xFFFFFFFFull);
-    EXPECT_EQ(-1, pkv->GetInt(k_nDefault));
-    pkv->SetUint64(0x80000000ull);
-    EXPECT_EQ(INT_MIN, pkv->GetInt(k_nDefault));
-    pkv->SetInt64(INT32_MIN);
-    EXPECT_EQ(INT_MIN, pkv->GetInt(k_nDefault));
-    pkv->SetInt64(-5);
-    EXPECT_EQ(-5, pkv->GetInt(k_nDefault));
-    EXPECT_EQ(0, log.CountAssertsContaining("data loss"));
-
-    pkv->SetUint64(0x100000000ull);
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
-    pkv->SetInt64((int64)INT32_MAX + 1);
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
-    pkv->SetInt64((int64)INT32_MIN - 1);
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
-    EXPECT_EQ(3, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
 }
 
 TEST(KeyValuesGetBool, WordsThenIntegers)
@@ -162,40 +177,6 @@ TEST(KeyValuesGetBool, WordsThenIntegers)
     EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
     pkv->SetWString(u"tRuE");
     EXPECT_TRUE(pkv->GetBool(false));
-}
-
-TEST(KeyValuesGetString, NumbersAndWideTextTurnIntoTheNodesOwnText)
-{
-    KV pkv(new KeyValues("s"));
-    auto fnExpectText = [&](const char* pszExpected)
-    {
-        const char* pszText = pkv->GetString("dflt");
-        EXPECT_STREQ(pszExpected, pszText);
-        EXPECT_EQ(KeyValues::TYPE_STRING, pkv->GetDataType());
-        EXPECT_EQ(pszText, pkv->GetString()); // the node's own text, not a scratch buffer
-    };
-    pkv->SetInt(-42);
-    fnExpectText("-42");
-    pkv->SetFloat(1.5f);
-    fnExpectText("1.500000");
-    pkv->SetUint64(UINT64_MAX);
-    fnExpectText("18446744073709551615");
-    pkv->SetInt64(INT64_MIN);
-    fnExpectText("-9223372036854775808");
-    pkv->SetPtr((void*)(uintp)0xFFFFFFFFu);
-    fnExpectText("-1");
-    pkv->SetString(nullptr);
-    fnExpectText("");
-    pkv->SetWString(u"Grüße €!");
-    fnExpectText("Grüße €!");
-    pkv->SetInt(42);
-    pkv->GetString();
-    EKVGetStatus eStatus = k_EKVGetStatusNoValue;
-    EXPECT_EQ(42, pkv->GetInt(0, &eStatus));
-    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
-    pkv->SetColor(1);
-    EXPECT_STREQ("dflt", pkv->GetString("dflt"));
-    EXPECT_EQ(KeyValues::TYPE_COLOR, pkv->GetDataType());
 }
 
 TEST(KeyValuesBinary, BytesAreReadAsTextAndReturnedRaw)
@@ -323,13 +304,13 @@ TEST(KeyValuesStructure, IterationAndRemovalWithoutDestroying)
 
 // Huge trees are destroyed, cleared and walked without recursion: in the cross build this
 // runs on the 2 MiB main-thread stack.
-class KeyValuesHugeTree : public ::testing::Test
+TEST(KeyValuesHugeTree, MillionDeepMillionWideAndLongPaths)
 {
-protected:
-    static constexpr int k_cNodes = 1000000;
-    uint64 NodesAddedSinceSetUp() const { return GetKeyValuesPoolStats().m_cNodesAlive - m_cAliveBefore; }
+    constexpr int k_cNodes = 1000000;
+    const uint64 cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
+    const auto NodesAdded = [cAliveBefore] { return GetKeyValuesPoolStats().m_cNodesAlive - cAliveBefore; };
     // A chain of first children below pkvRoot (bNested), or peers after it; returns the last.
-    static KeyValues* Build(KeyValues* pkvRoot, bool bNested)
+    const auto Build = [](KeyValues* pkvRoot, bool bNested)
     {
         HKeySymbol nSymbol = KeyValuesSystem()->GetSymbolForString("deep");
         KeyValues* pkvTip = pkvRoot;
@@ -340,43 +321,32 @@ protected:
             pkvTip = pkvNew;
         }
         return pkvTip;
-    }
-    uint64 m_cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
-};
-
-TEST_F(KeyValuesHugeTree, MillionDeepChain)
-{
+    };
     KeyValues* pkvRoot = new KeyValues("root");
     KeyValues* pkvTip = Build(pkvRoot, true);
     pkvTip->SetString("a string long enough for the heap");
     pkvRoot->SetUsesEscapeSequences(true, true);
     EXPECT_TRUE(pkvTip->UsesEscapeSequences());
-    EXPECT_EQ((uint64)k_cNodes + 1, NodesAddedSinceSetUp());
+    EXPECT_EQ((uint64)k_cNodes + 1, NodesAdded());
     pkvRoot->Clear();
-    EXPECT_EQ(1u, NodesAddedSinceSetUp());
+    EXPECT_EQ(1u, NodesAdded());
     Build(pkvRoot, true);
     delete pkvRoot;
-    EXPECT_EQ(0u, NodesAddedSinceSetUp());
-}
+    EXPECT_EQ(0u, NodesAdded());
 
-TEST_F(KeyValuesHugeTree, MillionPeersAsChildrenAndAtTopLevel)
-{
     KeyValues* pkvParent = new KeyValues("parent");
     KeyValues* pkvHead = new KeyValues("head");
     Build(pkvHead, false);
     pkvParent->AddSubKey(pkvHead);
     EXPECT_EQ(pkvHead->GetNextKey(), pkvParent->FindKey("deep")); // the first of a million namesakes
-    EXPECT_EQ((uint64)k_cNodes + 2, NodesAddedSinceSetUp());
+    EXPECT_EQ((uint64)k_cNodes + 2, NodesAdded());
     delete pkvParent;
-    EXPECT_EQ(0u, NodesAddedSinceSetUp());
+    EXPECT_EQ(0u, NodesAdded());
     pkvHead = new KeyValues("head");
     Build(pkvHead, false);
     delete pkvHead; // a top-level head owns every peer after it
-    EXPECT_EQ(0u, NodesAddedSinceSetUp());
-}
+    EXPECT_EQ(0u, NodesAdded());
 
-TEST_F(KeyValuesHugeTree, LongPathsAreWalkedInALoop)
-{
     std::string strPath;
     for (int i = 0; i < 100000; ++i)
         strPath += "a/";
@@ -385,7 +355,7 @@ TEST_F(KeyValuesHugeTree, LongPathsAreWalkedInALoop)
     KeyValues* pkvLeaf = pkv->FindKey(strPath.c_str(), true);
     ASSERT_NE(nullptr, pkvLeaf);
     EXPECT_EQ(pkvLeaf, pkv->FindKey(strPath.c_str()));
-    EXPECT_EQ(100001u + 1, NodesAddedSinceSetUp());
+    EXPECT_EQ(100001u + 1, NodesAdded());
 }
 
 TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePool)
@@ -440,43 +410,41 @@ TEST(KeyValuesPool, MemoryFollowsTheNodesAndTextsAlive)
     EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
 }
 
+// Phase 0 fills each thread's list; phase 1 destroys a neighbour's nodes while making and
+// destroying fresh ones. Every other node holds pooled text, freed by the neighbour too. A
+// node handed out twice shows up as a wrong value.
 TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
 {
     uint64 cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
     constexpr int k_cThreads = 4, k_cPerThread = 50000;
     std::vector<std::vector<KeyValues*>> vecMade(k_cThreads);
     std::atomic<int> cCorrupt{0};
-    // Phase 0 fills each thread's list; phase 1 destroys a neighbour's nodes while making
-    // and destroying fresh ones. A node handed out twice shows up as a wrong value.
+    const auto fnWork = [&](int t, int nPhase)
+    {
+        for (int i = 0; i < k_cPerThread; ++i)
+        {
+            KeyValues* pkv = new KeyValues(0);
+            int nValue = t * k_cPerThread + i;
+            if (i & 1)
+                pkv->SetString((std::to_string(nValue) + " and a text for the pool").c_str());
+            else
+                pkv->SetInt(nValue);
+            if (nPhase == 0)
+            {
+                vecMade[t].push_back(pkv);
+                continue;
+            }
+            delete pkv;
+            int tNeighbour = (t + 1) % k_cThreads;
+            cCorrupt += vecMade[tNeighbour][i]->GetInt() != tNeighbour * k_cPerThread + i;
+            delete vecMade[tNeighbour][i];
+        }
+    };
     for (int nPhase = 0; nPhase < 2; ++nPhase)
     {
         std::vector<std::thread> vecThreads;
         for (int t = 0; t < k_cThreads; ++t)
-        {
-            vecThreads.emplace_back(
-                [&, t]
-                {
-                    int tNeighbour = (t + 1) % k_cThreads;
-                    for (int i = 0; i < k_cPerThread; ++i)
-                    {
-                        // Every other node holds pooled text, freed by the neighbour too.
-                        KeyValues* pkv = new KeyValues(0);
-                        int nValue = t * k_cPerThread + i;
-                        if (i & 1)
-                            pkv->SetString((std::to_string(nValue) + " and a text for the pool").c_str());
-                        else
-                            pkv->SetInt(nValue);
-                        if (nPhase == 0)
-                        {
-                            vecMade[t].push_back(pkv);
-                            continue;
-                        }
-                        delete pkv;
-                        cCorrupt += vecMade[tNeighbour][i]->GetInt() != tNeighbour * k_cPerThread + i;
-                        delete vecMade[tNeighbour][i];
-                    }
-                });
-        }
+            vecThreads.emplace_back(fnWork, t, nPhase);
         for (std::thread& thread : vecThreads)
             thread.join();
     }

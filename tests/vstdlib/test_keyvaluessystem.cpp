@@ -75,7 +75,9 @@ TEST(KeyValuesSystem, LongNamesAreRefusedAndTheFullPoolWarnsThenRunsOutOfMemory)
     while ((nSymbol = pTable->GetSymbolForString(NumberedName(nName, 1023).c_str())) != 0)
     {
         if (nName++ == 31)
+        {
             EXPECT_EQ((HKeySymbol)CKeyValuesSystem::k_cubPoolBlock, nSymbol);
+        }
     }
     EXPECT_EQ(1024 * 32 - 1, nName);
     EXPECT_EQ(1 + 30 * 1024, pTable->GetSymbolForString(NumberedName(30, 1023).c_str(), false));
