@@ -7,12 +7,9 @@ namespace
 
 std::wstring WidenUTF8(const std::string& strText)
 {
-    if (strText.empty())
-        return std::wstring();
-    const int cchText =
-        MultiByteToWideChar(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()), nullptr, 0);
-    std::wstring wstrText(cchText, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()), &wstrText[0], cchText);
+    std::wstring wstrText(strText.size(), L'\0'); // never more units than bytes
+    wstrText.resize(MultiByteToWideChar(CP_UTF8, 0, strText.data(), static_cast<int>(strText.size()),
+                                        &wstrText[0], static_cast<int>(wstrText.size())));
     return wstrText;
 }
 
@@ -50,14 +47,6 @@ std::wstring SiblingPath(const char* pszName)
     return wstrSelf.substr(0, wstrSelf.find_last_of(L"\\/") + 1) + WidenUTF8(pszName) + L".exe";
 }
 
-void ReadAll(HANDLE hRead, std::string& strOut)
-{
-    char rgchChunk[4096];
-    DWORD cbRead = 0;
-    while (ReadFile(hRead, rgchChunk, sizeof(rgchChunk), &cbRead, nullptr) && cbRead > 0)
-        strOut.append(rgchChunk, cbRead);
-}
-
 } // namespace
 
 ChildRun_s RunSiblingProgram(const char* pszName, const std::vector<std::string>& vecArgs)
@@ -87,7 +76,9 @@ ChildRun_s RunSiblingProgram(const char* pszName, const std::vector<std::string>
     CloseHandle(hWrite);
     if (bCreated)
     {
-        ReadAll(hRead, run.m_strOutput);
+        char rgchChunk[4096];
+        for (DWORD cbRead = 0; ReadFile(hRead, rgchChunk, sizeof(rgchChunk), &cbRead, nullptr) && cbRead > 0;)
+            run.m_strOutput.append(rgchChunk, cbRead);
         WaitForSingleObject(process.hProcess, INFINITE);
         DWORD dwExitCode = 0;
         run.m_bStarted = GetExitCodeProcess(process.hProcess, &dwExitCode) != FALSE;

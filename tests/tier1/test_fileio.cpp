@@ -6,6 +6,7 @@
 #include <chrono>
 #include <string>
 #include <thread>
+#include <tuple>
 
 #include "spewcapture.h"
 #include "tier1/fileio.h"
@@ -14,8 +15,7 @@
 namespace
 {
 
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
+using namespace std::chrono;
 
 std::wstring LongForm(const std::string& strPath)
 {
@@ -79,24 +79,17 @@ protected:
     std::string m_strDir;
 };
 
-TEST(PathString, AbsolutisesNormalisesAndPrefixes)
+TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
 {
-    const struct
-    {
-        const char* m_pszPath;
-        const char* m_pszBase;
-        const wchar_t* m_pwszWide;
-    } rgCases[] = {
+    const std::tuple<const char*, const char*, const wchar_t*> rgCases[] = {
         {"a\\..\\b.txt", "C:\\x", L"\\\\?\\C:\\x\\b.txt"},
         {"./b.txt", "C:/x/", L"\\\\?\\C:\\x\\b.txt"},
         {"C:/x/./y/../z", "D:\\ignored", L"\\\\?\\C:\\x\\z"},
         {"\\\\server\\share\\a.txt", nullptr, L"\\\\?\\UNC\\server\\share\\a.txt"},
         {"\\\\?\\C:\\x\\y", nullptr, L"\\\\?\\C:\\x\\y"},
-        {"C:\\\xC3\xA4\xE6\x97\xA5", nullptr, L"\\\\?\\C:\\\u00e4\u65e5"},
-    };
-    for (const auto& test : rgCases)
-        EXPECT_STREQ(test.m_pwszWide, CPathString(test.m_pszPath, test.m_pszBase).GetWCharPath())
-            << test.m_pszPath;
+        {"C:\\\xC3\xA4\xE6\x97\xA5", nullptr, L"\\\\?\\C:\\\u00e4\u65e5"}};
+    for (const auto& [pszPath, pszBase, pwszWide] : rgCases)
+        EXPECT_STREQ(pwszWide, CPathString(pszPath, pszBase).GetWCharPath()) << pszPath;
     EXPECT_STREQ("C:\\x\\b.txt", CPathString("a/../b.txt", "C:\\x").GetUTF8Path());
 
     wchar_t wszCurrent[MAX_PATH];
@@ -105,14 +98,10 @@ TEST(PathString, AbsolutisesNormalisesAndPrefixes)
         L"\\\\?\\" + std::wstring(wszCurrent, cchCurrent - (wszCurrent[cchCurrent - 1] == L'\\'));
     EXPECT_EQ(wstrCurrent + L"\\sub\\a.txt", CPathString("a.txt", "sub/").GetWCharPath());
     EXPECT_EQ(wstrCurrent + L"\\b", CPathString("../b", "sub").GetWCharPath());
-}
 
-TEST(PathString, LimitsAreReportedNotHidden)
-{
     CSpewCapture capture;
     CPathString above("C:\\..\\x");
     EXPECT_EQ(1, capture.CountAssertsContaining("V_RemoveDotSlashes failed for \"C:\\..\\x\"."));
-
     // 32,767 wide characters with the terminator; the prefix takes four.
     const std::string strLongest = "C:\\" + std::string(32767 - 1 - 4 - 3, 'a');
     EXPECT_NE(nullptr, CPathString(strLongest.c_str()).GetWCharPath());
