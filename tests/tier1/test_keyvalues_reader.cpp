@@ -94,7 +94,7 @@ TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
                  {"TopA [$WIN32] { x 1 }", "TopA{x=i1}"}});
 }
 
-TEST(KeyValuesReader, ErrorMessagesAreExact)
+TEST(KeyValuesReader, ErrorMessagesOffsetsAndKeyStacksAreExact)
 {
     const char* const rgpszCases[][2] = {
         {"a 5", "LoadFromBuffer: missing {   (current key: 'a')"},
@@ -112,10 +112,7 @@ TEST(KeyValuesReader, ErrorMessagesAreExact)
                                      " in file test.vdf [offset: "))
             << rgpszCase[0] << " -> " << strErrors;
     }
-}
 
-TEST(KeyValuesReader, ErrorReportCarriesOffsetAndKeyStack)
-{
     // Keys of branches already left show as (*name*); the nested section shows once.
     LoadResult_s result = LoadText("Top { Old { Deep { x 1 } } Sub { k } }");
     EXPECT_FALSE(result.m_bClean);
@@ -302,7 +299,7 @@ bool TestLookup(const char* pszName)
     return !strcmp(pszName, "$T") || !strcmp(pszName, "$YES_1");
 }
 
-TEST(KeyValuesConditional, GrammarAndLeftToRightEvaluation)
+TEST(KeyValuesConditional, GrammarLeftToRightEvaluationAndBadTokens)
 {
     CSpewCapture capture;
     for (const char* pszTrue : {"$T]", "!$F]", "$T||$F]", "$F&&$F||$T]", "( $F || $T ) && $T]", "($F||$T]",
@@ -311,10 +308,8 @@ TEST(KeyValuesConditional, GrammarAndLeftToRightEvaluation)
     for (const char* pszFalse :
          {"$F]", "!$T]", "$T&&$F]", "$F||$T&&$F]", "$T||$T&&$F]", "$F!$T]", "0]", "$T&'x]", "$T&&]", "]", ""})
         EXPECT_FALSE(EvaluateConditional(pszFalse, TestLookup)) << pszFalse;
-}
 
-TEST(KeyValuesConditional, BadTokensPrintFirstMessageOnly)
-{
+    // A bad token prints its first message only.
     const char* const rgpszCases[][2] = {
         {"$T & $T]", "Bad expression token: &  \n"},
         {"$T |x]", "Bad expression token: | x\n"},
@@ -328,7 +323,6 @@ TEST(KeyValuesConditional, BadTokensPrintFirstMessageOnly)
         EXPECT_EQ(std::vector<std::string>{rgpszCase[1]}, capture.TextsOfType(SPEW_WARNING)) << rgpszCase[0];
     }
     // Nesting deeper than the evaluator goes is a bad token, not a crash.
-    CSpewCapture capture;
     EXPECT_FALSE(EvaluateConditional((std::string(100000, '(') + "$T]").c_str(), TestLookup));
 }
 

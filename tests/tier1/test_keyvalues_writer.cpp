@@ -12,14 +12,9 @@
 
 namespace
 {
-KV Section(const char* pszName)
+TEST(KeyValuesWriter, LayoutPeersQuotingNameFlagsAndAFullBuffer)
 {
-    return KV(new KeyValues(pszName));
-}
-
-TEST(KeyValuesWriter, LayoutPeersAndAFullBuffer)
-{
-    KV pkv = Section("Job");
+    KV pkv(new KeyValues("Job"));
     EXPECT_EQ("\"Job\"\n{\n}\n", SaveText(pkv.get()));
     pkv->SetKeyInt("mode", 2);
     pkv->FindKey("apps/1/Run Process", true)->SetKeyString("cmd", "setup.exe");
@@ -36,6 +31,17 @@ TEST(KeyValuesWriter, LayoutPeersAndAFullBuffer)
     EXPECT_TRUE(result.m_pkv->SaveToBuffer(buf)); // peers only when asked
     EXPECT_STREQ("\"a\"\n{\n}\n", buf.String());
     EXPECT_EQ("\"a\"\n{\n}\n\"b\"\n{\n\t\"k\"\t\t\"v\"\n}\n", SaveText(result.m_pkv.get()));
+
+    KV pkvQuoted(new KeyValues("Install\\Dir"));
+    pkvQuoted->SetKeyString("Path", "C:\\Games \"x\"\nline2");
+    pkvQuoted->FindKey("Wide\"Name", true)->SetWString(u"a\\b");
+    EXPECT_EQ("\"Install\\Dir\"\n{\n\t\"Path\"\t\t\"C:\\Games "
+              "\\\"x\\\"\nline2\"\n\t\"Wide\"Name\"\t\t\"a\\b\"\n}\n",
+              SaveText(pkvQuoted.get()));
+    pkvQuoted->SetUsesEscapeSequences(true, true);
+    EXPECT_EQ("\"install\\\\dir\"\n{\n\t\"path\"\t\t\"C:\\\\Games "
+              "\\\"x\\\"\nline2\"\n\t\"Wide\"Name\"\t\t\"a\\\\b\"\n}\n",
+              SaveText(pkvQuoted.get(), k_EKVSaveLowerCaseNames));
 }
 
 TEST(KeyValuesWriter, ValueTextPerTypeAndSkippedTypes)
@@ -59,7 +65,7 @@ TEST(KeyValuesWriter, ValueTextPerTypeAndSkippedTypes)
         {[](KeyValues* p) { p->SetPtr(p); }, nullptr}};
     for (const auto& [pfnSet, pszText] : rgCases)
     {
-        KV pkv = Section("s");
+        KV pkv(new KeyValues("s"));
         pfnSet(pkv->FindKey("k", true));
         std::string strExpected = "\"s\"\n{\n";
         if (pszText)
@@ -68,7 +74,7 @@ TEST(KeyValuesWriter, ValueTextPerTypeAndSkippedTypes)
     }
 
     CSpewCapture capture;
-    KV pkv = Section("s");
+    KV pkv(new KeyValues("s"));
     pkv->FindKey("c1", true)->SetColor(0xFF00FF00);
     pkv->FindKey("big", true)->SetUint64(UINT64_MAX);
     pkv->FindKey("c2", true)->SetColor(1);
@@ -79,24 +85,10 @@ TEST(KeyValuesWriter, ValueTextPerTypeAndSkippedTypes)
         capture.TextsOfType(SPEW_WARNING));
 }
 
-TEST(KeyValuesWriter, QuotingAndNameFlags)
-{
-    KV pkv = Section("Install\\Dir");
-    pkv->SetKeyString("Path", "C:\\Games \"x\"\nline2");
-    pkv->FindKey("Wide\"Name", true)->SetWString(u"a\\b");
-    EXPECT_EQ("\"Install\\Dir\"\n{\n\t\"Path\"\t\t\"C:\\Games "
-              "\\\"x\\\"\nline2\"\n\t\"Wide\"Name\"\t\t\"a\\b\"\n}\n",
-              SaveText(pkv.get()));
-    pkv->SetUsesEscapeSequences(true, true);
-    EXPECT_EQ("\"install\\\\dir\"\n{\n\t\"path\"\t\t\"C:\\\\Games "
-              "\\\"x\\\"\nline2\"\n\t\"Wide\"Name\"\t\t\"a\\\\b\"\n}\n",
-              SaveText(pkv.get(), k_EKVSaveLowerCaseNames));
-}
-
-TEST(KeyValuesWriter, DeepTreeWrittenWithoutRecursion)
+TEST(KeyValuesWriter, DeepTreesLongLinesAndManyNames)
 {
     const int k_cLevels = 3000; // deeper than a recursive writer gets on a 2 MiB stack
-    KV pkv = Section("d");
+    KV pkv(new KeyValues("d"));
     KeyValues* pkvLeaf = pkv.get();
     for (int i = 0; i < k_cLevels; ++i)
         pkvLeaf = pkvLeaf->FindKey("d", true);
@@ -106,13 +98,10 @@ TEST(KeyValuesWriter, DeepTreeWrittenWithoutRecursion)
     LoadResult_s result = LoadText(strText);
     EXPECT_TRUE(result.m_bClean);
     EXPECT_EQ(strText, SaveText(result.m_pkv.get()));
-}
 
-// Lines past the writer's line reservation go out piece by piece, and names that share a
-// slot of the writer's name cache still come out as themselves.
-TEST(KeyValuesWriter, LongLinesAndManyNames)
-{
-    KV pkv = Section("s");
+    // Lines past the writer's line reservation go out piece by piece, and names that share
+    // a slot of the writer's name cache still come out as themselves.
+    pkv.reset(new KeyValues("s"));
     pkv->SetUsesEscapeSequences(true, true);
     std::string strLong;
     for (int i = 0; i < 5000; ++i)
