@@ -30,11 +30,8 @@ int CSpewCapture::CountFailedAssertions(const char* pszExpression) const
     const std::string strTail = std::string(") : Assertion Failed: ") + pszExpression;
     int nCount = 0;
     for (const std::string& strText : TextsOfType(SPEW_ASSERT))
-    {
-        if (strText.size() >= strTail.size() &&
-            strText.compare(strText.size() - strTail.size(), strTail.size(), strTail) == 0)
-            ++nCount;
-    }
+        nCount += strText.size() >= strTail.size() &&
+                  strText.compare(strText.size() - strTail.size(), strTail.size(), strTail) == 0;
     return nCount;
 }
 
@@ -42,7 +39,7 @@ int CSpewCapture::CountAssertsContaining(const char* pszText) const
 {
     int nCount = 0;
     for (const std::string& strText : TextsOfType(SPEW_ASSERT))
-        nCount += strText.find(pszText) != std::string::npos ? 1 : 0;
+        nCount += strText.find(pszText) != std::string::npos;
     return nCount;
 }
 

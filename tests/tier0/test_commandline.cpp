@@ -67,7 +67,7 @@ TEST(CommandLineChild, SwitchesMatchAnyCaseAndAValueButNotALongerName)
         EXPECT_EQ(pszExpected, Answer(RunProbe(vecArgs), pszKey)) << vecArgs.size() << " " << pszKey;
 }
 
-TEST(CommandLineChild, ArgumentsArriveAsUTF8AndNothingAfterDoubleDashIsASwitch)
+TEST(CommandLineChild, ArgumentsArriveAsUTF8AfterDoubleDashNoSwitchAndFatalAssertsIgnoreNoAssert)
 {
     const std::string strNonASCII = "-name=Gr\xC3\xBC\xC3\x9F"
                                     "e\xE2\x86\x92\xE6\x97\xA5\xE6\x9C\xAC";
@@ -79,16 +79,14 @@ TEST(CommandLineChild, ArgumentsArriveAsUTF8AndNothingAfterDoubleDashIsASwitch)
     EXPECT_EQ("1", Answer(probe, "has:-name="));
     EXPECT_EQ("1", Answer(probe, "chromeos"));
     EXPECT_EQ("0", Answer(probe, "has:-noassert"));
-}
 
-TEST(CommandLineChild, FatalAssertionIgnoresNoAssert)
-{
-    const ChildRun_s probe = RunProbe({"-noassert", "-probe-fatal"});
-    EXPECT_EQ(1, probe.m_nExitCode);
-    EXPECT_NE(std::string::npos, probe.m_strOutput.find("Fatal assert; application exiting"))
-        << probe.m_strOutput;
-    EXPECT_NE(std::string::npos, probe.m_strOutput.find("_ExitOnFatalAssert")) << probe.m_strOutput;
-    EXPECT_EQ("<missing>", Answer(probe, "assert_reported"));
+    // A fatal assertion ignores "-noassert".
+    const ChildRun_s fatal = RunProbe({"-noassert", "-probe-fatal"});
+    EXPECT_EQ(1, fatal.m_nExitCode);
+    EXPECT_NE(std::string::npos, fatal.m_strOutput.find("Fatal assert; application exiting"))
+        << fatal.m_strOutput;
+    EXPECT_NE(std::string::npos, fatal.m_strOutput.find("_ExitOnFatalAssert")) << fatal.m_strOutput;
+    EXPECT_EQ("<missing>", Answer(fatal, "assert_reported"));
 }
 
 } // namespace

@@ -27,11 +27,4 @@ TEST(PlatformEnvironment, SetVariablesAreSeenAndUnsetOnesAreNull)
     EXPECT_EQ(nullptr, Plat_GetEnv("ISE_TIER0_TEST_NEVER_SET"));
 }
 
-// Every Windows the evaluator runs on, and the native stand-in, is at least Windows 7.
-TEST(PlatformVersion, RunningWindowsIsSevenOrLater)
-{
-    EXPECT_TRUE(Plat_IsWindowsVistaOrLater());
-    EXPECT_TRUE(Plat_IsWindows7OrLater());
-}
-
 } // namespace

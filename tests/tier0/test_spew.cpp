@@ -32,7 +32,7 @@ std::string SpewedText(SpewType_t eType, const char* pszFile, const std::string&
 
 // An assert's file name starts at its first "src" component; the text is cut at 5,018 bytes,
 // the prefix included.
-TEST(SpewText, AssertPrefixAndLength)
+TEST(SpewText, AssertPrefixLengthAndTheTypeOfEachFunction)
 {
     const char* const rgpszCases[][2] = {
         {"C:\\tree\\src\\tier1\\x", "src\\tier1\\x"},
@@ -50,11 +50,8 @@ TEST(SpewText, AssertPrefixAndLength)
     EXPECT_EQ("f.cpp (7) : " + std::string(5018 - 12, 'b'),
               SpewedText(SPEW_ASSERT, "f.cpp", std::string(6000, 'b')));
     EXPECT_EQ(std::string(5018, 'f'), SpewedText(SPEW_ASSERT, std::string(6000, 'f').c_str(), "lost"));
-}
 
-// Only asserts with a file carry the prefix; only errors and asserts also go to stderr.
-TEST(SpewTypes, EachFunctionSpewsItsOwnTypeAndTheDefaultHandlerPrintsThem)
-{
+    // Only asserts with a file carry the prefix; only errors and asserts also go to stderr.
     CSpewCapture capture;
     testing::internal::CaptureStderr();
     Msg("m%d", 1);

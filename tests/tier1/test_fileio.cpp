@@ -110,7 +110,7 @@ TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
     EXPECT_EQ((DWORD)ERROR_FILENAME_EXCED_RANGE, OpenFile((strLongest + "a").c_str(), 1, 0, 0, 0, &hFile));
 }
 
-TEST_F(FileIOTest, OpenFileMapsItsArguments)
+TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
 {
     Write("f.txt", "abc");
     HANDLE hFile = nullptr;
@@ -137,10 +137,8 @@ TEST_F(FileIOTest, OpenFileMapsItsArguments)
     EXPECT_TRUE(BFileExists(Path("tmp.txt").c_str()));
     CloseHandle(hFile);
     EXPECT_FALSE(BFileExists(Path("tmp.txt").c_str()));
-}
 
-TEST_F(FileIOTest, DirectoriesAndForcedDeletes)
-{
+    // Directories, and deletes of files with sticky attributes.
     EXPECT_TRUE(BCreateDirectory(Path("one").c_str()));
     EXPECT_TRUE(BCreateDirectory(Path("one").c_str()));
     EXPECT_FALSE(BCreateDirectory(Path("two\\three").c_str()));
@@ -197,7 +195,7 @@ TEST_F(FileIOTest, SaveWritesTheContentRetryingWhileTheFileIsHeld)
     EXPECT_EQ("held", Read(Path("new\\dir\\f.txt")));
 }
 
-TEST_F(FileIOTest, CopyReplaceAndPathsBeyond260Characters)
+TEST_F(FileIOTest, CopyReplaceLoadAndPathsBeyond260Characters)
 {
     const std::string strDeep =
         Path(std::string(100, 'a') + "\\" + std::string(100, 'b') + "\\" + std::string(100, 'c'));
@@ -222,10 +220,8 @@ TEST_F(FileIOTest, CopyReplaceAndPathsBeyond260Characters)
     EXPECT_FALSE(ReplaceFile(Path("fresh.txt").c_str(), Path("none.txt").c_str()));
     EXPECT_TRUE(BDeleteFile(strDest.c_str()));
     EXPECT_FALSE(BFileExists(strDest.c_str()));
-}
 
-TEST_F(FileIOTest, LoadingWholeFilesAndRanges)
-{
+    // Loading whole files and ranges.
     Write("empty.txt", "");
     Write("f.bin", "0\r\n3456789");
     CUtlBuffer buf;

@@ -205,12 +205,9 @@ TEST(KeyValuesFindKey, PathsCreateNestedSectionsCutLongSegmentsAndInternNothingU
     EXPECT_EQ(pkvRoot.get(), pkvRoot->FindKey(""));
     KeyValues* pkvC = pkvRoot->FindKey("a/b/c", true);
     ASSERT_NE(nullptr, pkvC);
-    EXPECT_STREQ("c", pkvC->GetName());
-    KeyValues* pkvA = pkvRoot->GetFirstSubKey();
-    ASSERT_NE(nullptr, pkvA);
-    EXPECT_STREQ("a", pkvA->GetName());
-    EXPECT_EQ(pkvC, pkvA->GetFirstSubKey()->GetFirstSubKey());
     EXPECT_TRUE(pkvC->IsEmpty());
+    KeyValues* pkvA = pkvRoot->GetFirstSubKey();
+    EXPECT_EQ(pkvC, pkvA->GetFirstSubKey()->GetFirstSubKey());
     EXPECT_EQ(pkvC, pkvRoot->FindKey("A/B/C"));
     EXPECT_EQ(pkvA, pkvRoot->FindKey("a/"));
     EXPECT_EQ(nullptr, pkvRoot->FindKey("a//b"));
@@ -252,22 +249,7 @@ TEST(KeyValuesFindKey, KeyedHelpersFirstMatchAndValuesTurnedIntoSections)
     EXPECT_EQ(nullptr, pkvV->GetFirstSubKey()->GetNextKey());
 }
 
-TEST(KeyValuesStructure, EscapeFlagIsInheritedAndSetRecursively)
-{
-    KV pkv(new KeyValues("root"));
-    pkv->SetUsesEscapeSequences(true, false);
-    KeyValues* pkvB = pkv->FindKey("a/b", true);
-    EXPECT_TRUE(pkvB->UsesEscapeSequences());
-    pkv->SetUsesEscapeSequences(false, false);
-    EXPECT_FALSE(pkv->FindKey("c", true)->UsesEscapeSequences());
-    EXPECT_TRUE(pkvB->UsesEscapeSequences()); // not recursive: descendants keep theirs
-    pkv->SetKeyInt("a/b/value", 1);
-    pkv->SetUsesEscapeSequences(true, true);
-    for (const char* pszPath : {"a", "a/b", "a/b/value", "c"})
-        EXPECT_TRUE(pkv->FindKey(pszPath)->UsesEscapeSequences()) << pszPath;
-}
-
-TEST(KeyValuesStructure, IterationAndRemovalWithoutDestroying)
+TEST(KeyValuesStructure, IterationRemovalAndTheEscapeFlag)
 {
     KV pkv(new KeyValues("root"));
     pkv->SetKeyInt("v1", 1);
@@ -300,6 +282,18 @@ TEST(KeyValuesStructure, IterationAndRemovalWithoutDestroying)
     EXPECT_TRUE(pkv->IsEmpty());
     for (KeyValues* pkvRemoved : {pkvS1, pkvV1, pkvS2, pkvV2})
         delete pkvRemoved;
+    // The escape flag is inherited by new nodes and set on descendants only when asked.
+    KV pkvEsc(new KeyValues("root"));
+    pkvEsc->SetUsesEscapeSequences(true, false);
+    KeyValues* pkvB = pkvEsc->FindKey("a/b", true);
+    EXPECT_TRUE(pkvB->UsesEscapeSequences());
+    pkvEsc->SetUsesEscapeSequences(false, false);
+    EXPECT_FALSE(pkvEsc->FindKey("c", true)->UsesEscapeSequences());
+    EXPECT_TRUE(pkvB->UsesEscapeSequences()); // not recursive: descendants keep theirs
+    pkvEsc->SetKeyInt("a/b/value", 1);
+    pkvEsc->SetUsesEscapeSequences(true, true);
+    for (const char* pszPath : {"a", "a/b", "a/b/value", "c"})
+        EXPECT_TRUE(pkvEsc->FindKey(pszPath)->UsesEscapeSequences()) << pszPath;
 }
 
 // Huge trees are destroyed, cleared and walked without recursion: in the cross build this

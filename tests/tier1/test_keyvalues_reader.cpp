@@ -155,7 +155,7 @@ TEST(KeyValuesReader, BufferStateAndLoadReports)
     EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
 }
 
-TEST(KeyValuesReader, TokenOverflowRecordedOncePerToken)
+TEST(KeyValuesReader, TokenOverflowEmbeddedNulAndGarbage)
 {
     CKeyValuesParser parser(16); // tokens of 15 characters
     parser.SetReportEnabled(false);
@@ -175,10 +175,8 @@ TEST(KeyValuesReader, TokenOverflowRecordedOncePerToken)
     std::string strText = "a { " + std::string(15, 'k') + " 1 }";
     CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
     EXPECT_TRUE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
-}
 
-TEST(KeyValuesReader, EmbeddedNulAndGarbageNeverCrash)
-{
+    // Embedded NULs end the input; garbage never crashes.
     CSpewCapture capture; // the load reports go here
     std::string strNul("a { k 1 \0 j 2 }", 15);
     EXPECT_FALSE(LoadText(strNul).m_bClean);
@@ -328,6 +326,7 @@ TEST(KeyValuesConditional, GrammarLeftToRightEvaluationAndBadTokens)
 
 TEST(KeyValuesConditional, PlatformNames)
 {
+    // Every Windows the evaluator runs on, and the native stand-in, is at least Windows 7.
     for (const char* pszTrue : {"$WINDOWS", "$win32", "$Win64", "$1", "$VISTA", "$WIN7"})
         EXPECT_TRUE(KeyValuesPlatformLookup(pszTrue)) << pszTrue;
     for (const char* pszFalse :

@@ -44,12 +44,31 @@ std::string Delimited(const char* pszText, CUtlCharConversion* pConv, int nMaxCh
 
 } // namespace
 
-TEST(UtlBufferGrowth, StepsFollowTheGrowSize)
+TEST(UtlBufferGrowth, StepsFollowTheGrowSizeAndExternalMemoryIsFixedOrCopied)
 {
     EXPECT_EQ((std::vector<int>{32, 48, 72, 108, 162, 243}), GrowthSteps(163));
     EXPECT_EQ((std::vector<int>{32, 48}), GrowthSteps(32, 0, 0, CUtlBuffer::TEXT_BUFFER)); // room for the NUL
     EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 6, 9}), GrowthSteps(7, 0, 1)); // at least one more
     EXPECT_EQ((std::vector<int>{10, 20, 30, 40}), GrowthSteps(31, 10));
+
+    // Fixed external memory overflows; growable external memory is copied, then grown.
+    char rgchFixed[8] = {};
+    CUtlBuffer bufFixed(rgchFixed, sizeof(rgchFixed), CUtlBuffer::TEXT_BUFFER);
+    bufFixed.PutString("1234567"); // seven characters and the NUL fill it
+    EXPECT_TRUE(bufFixed.IsValid());
+    bufFixed.PutChar('8');
+    EXPECT_EQ(CUtlBuffer::PUT_OVERFLOW, bufFixed.GetErrorBits());
+    EXPECT_EQ((void*)rgchFixed, bufFixed.Base());
+    EXPECT_STREQ("1234567", rgchFixed);
+
+    char rgchGrowable[8] = {};
+    CUtlBuffer buf(rgchGrowable, sizeof(rgchGrowable), CUtlBuffer::EXTERNAL_GROWABLE);
+    buf.Put("12345678", 8);
+    EXPECT_EQ((void*)rgchGrowable, buf.Base());
+    buf.Put("9", 1);
+    EXPECT_EQ(12, buf.Size());
+    EXPECT_FALSE(buf.IsExternallyAllocated());
+    EXPECT_EQ("123456789", std::string((const char*)buf.Base(), 9));
 }
 
 TEST(UtlBufferText, TabsAtLineStartsAndTheNulAfterEveryPutAndPutSeek)
@@ -116,30 +135,9 @@ TEST(UtlBufferSeek, EveryBadSeekIsReportedAndStillTaken)
     EXPECT_EQ(6, capture.CountAsserts());
 }
 
-TEST(UtlBufferExternal, FixedMemoryOverflowsGrowableMemoryIsCopiedThenGrown)
-{
-    char rgchFixed[8] = {};
-    CUtlBuffer bufFixed(rgchFixed, sizeof(rgchFixed), CUtlBuffer::TEXT_BUFFER);
-    bufFixed.PutString("1234567"); // seven characters and the NUL fill it
-    EXPECT_TRUE(bufFixed.IsValid());
-    bufFixed.PutChar('8');
-    EXPECT_EQ(CUtlBuffer::PUT_OVERFLOW, bufFixed.GetErrorBits());
-    EXPECT_EQ((void*)rgchFixed, bufFixed.Base());
-    EXPECT_STREQ("1234567", rgchFixed);
-
-    char rgchGrowable[8] = {};
-    CUtlBuffer buf(rgchGrowable, sizeof(rgchGrowable), CUtlBuffer::EXTERNAL_GROWABLE);
-    buf.Put("12345678", 8);
-    EXPECT_EQ((void*)rgchGrowable, buf.Base());
-    buf.Put("9", 1);
-    EXPECT_EQ(12, buf.Size());
-    EXPECT_FALSE(buf.IsExternallyAllocated());
-    EXPECT_EQ("123456789", std::string((const char*)buf.Base(), 9));
-}
-
 // White space is skipped in text mode only, and not after an error; the end of input shows
 // in the get-overflow bit; peeks leave the error state alone.
-TEST(UtlBufferRead, WhiteSpaceCommentsAndTheEndOfInput)
+TEST(UtlBufferRead, WhiteSpaceCommentsEndOfInputAndDelimitedStrings)
 {
     CUtlBuffer bufBinary(" x", 2, CUtlBuffer::READ_ONLY);
     bufBinary.EatWhiteSpace();
@@ -165,10 +163,8 @@ TEST(UtlBufferRead, WhiteSpaceCommentsAndTheEndOfInput)
     EXPECT_EQ(buf.TellMaxPut(), buf.TellGet());
     EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, buf.GetErrorBits());
     EXPECT_EQ('\0', buf.GetChar());
-}
 
-TEST(UtlBufferDelimited, EscapesCutsAndEndsOfBothConversions)
-{
+    // Delimited strings: escapes, cuts and ends of both conversions.
     CUtlCharConversion* pEsc = GetCStringCharConversion();
     CUtlCharConversion* pNoEsc = GetNoEscCharConversion();
     const std::tuple<CUtlCharConversion*, const char*, const char*> rgCases[] = {
@@ -181,17 +177,16 @@ TEST(UtlBufferDelimited, EscapesCutsAndEndsOfBothConversions)
         {pNoEsc, "\"a\\nb\"", "a\\nb@|"},
         {pNoEsc, "\"a\\\"b\"", "a\\@|b\""},
         {pNoEsc, "\"a\177b\"", "a@b@|"},
-        {nullptr, "  word \"x\"", "word@| \"x\""}, // the plain string read
-    };
+        {nullptr, "  word \"x\"", "word@| \"x\""}}; // the plain string read
     for (const auto& [pConv, pszText, pszExpected] : rgCases)
         EXPECT_EQ(pszExpected, Delimited(pszText, pConv)) << pszText;
     EXPECT_EQ("abc@|x", Delimited("\"abcdef\"x", pEsc, 4)); // cut, but read to its end
 
-    CUtlBuffer bufBinary("ab\0cd", 6, CUtlBuffer::READ_ONLY);
+    CUtlBuffer bufNul("ab\0cd", 6, CUtlBuffer::READ_ONLY);
     char szOut[8];
-    bufBinary.GetDelimitedString(pEsc, szOut, sizeof(szOut));
+    bufNul.GetDelimitedString(pEsc, szOut, sizeof(szOut));
     EXPECT_STREQ("ab", szOut);
-    EXPECT_EQ(3, bufBinary.TellGet());
+    EXPECT_EQ(3, bufNul.TellGet());
 }
 
 TEST(UtlCharConversion, EveryEscapeReadsBackAndBadTablesAreReported)

@@ -24,7 +24,7 @@ uint8 LastByte(const CUtlStringBuilder& sb)
 
 // Growing past the limit is reported and refused; the limit is checked before the source is
 // read, so no 2 GiB is needed.
-TEST(UtlString, AppendsCopyBothPartsWithinTheLimit)
+TEST(UtlString, AppendsCopyBothPartsWithinTheLimitAndFormatsGiveTheLength)
 {
     CSpewCapture capture;
     CUtlString str(nullptr);
@@ -48,16 +48,13 @@ TEST(UtlString, AppendsCopyBothPartsWithinTheLimit)
     CUtlString strMoved(static_cast<CUtlString&&>(str));
     EXPECT_TRUE(str.IsEmpty());
     EXPECT_EQ(strMoved, "ab");
-}
 
-TEST(UtlString, FormatReturnsTheLengthOrMinusOneKeepingTheText)
-{
-    CSpewCapture capture;
-    CUtlString str("old");
+    // Formats return the length, or -1 keeping the text.
+    str = "old";
     EXPECT_EQ(4, str.Format("%s-%d", "x", 42));
     EXPECT_EQ(1, str.AppendFormat("%c", '!'));
     EXPECT_EQ(str, "x-42!");
-    EXPECT_EQ(0, capture.CountAsserts());
+    EXPECT_EQ(2, capture.CountAsserts());
     EXPECT_EQ(0, str.Format("%s", ""));
     EXPECT_EQ(1, capture.CountFailedAssertions("len > 0"));
     // A wide character outside the C locale's character set fails to format where the
@@ -71,7 +68,7 @@ TEST(UtlString, FormatReturnsTheLengthOrMinusOneKeepingTheText)
 }
 
 // The 24th character moves the text to the heap with exactly the capacity asked for.
-TEST(UtlStringBuilder, TwentyThreeCharactersStayInline)
+TEST(UtlStringBuilder, TwentyThreeCharactersStayInlineAndLargerRequestsGetSlack)
 {
     CUtlStringBuilder sb("12345678901234567890");
     EXPECT_EQ(3, LastByte(sb));
@@ -88,26 +85,24 @@ TEST(UtlStringBuilder, TwentyThreeCharactersStayInline)
     CUtlStringBuilder sbSelf("0123456789abcdefghij");
     sbSelf.Append(sbSelf.String()); // the source moves with the text
     EXPECT_STREQ("0123456789abcdefghij0123456789abcdefghij", sbSelf.String());
-}
 
-TEST(UtlStringBuilder, RequestsWithinTheKeptTextGetSlackAndSmallOnesGoBackInline)
-{
+    // Requests within the kept text get slack; small ones go back inline.
     CSpewCapture capture;
-    CUtlStringBuilder sb("inline text");
-    sb.InternalPrepareBuffer(40, true, 40);
-    EXPECT_EQ(40u + 20 + 32, sb.Capacity());
-    EXPECT_STREQ("inline text", sb.String());
-    sb.InternalPrepareBuffer(5, true, 10);
+    CUtlStringBuilder sbSlack("inline text");
+    sbSlack.InternalPrepareBuffer(40, true, 40);
+    EXPECT_EQ(40u + 20 + 32, sbSlack.Capacity());
+    EXPECT_STREQ("inline text", sbSlack.String());
+    sbSlack.InternalPrepareBuffer(5, true, 10);
     EXPECT_EQ(1, capture.CountFailedAssertions("nMinCapacity > Capacity()"));
-    EXPECT_FALSE(sb.IsHeap());
-    EXPECT_STREQ("inlin", sb.String());
+    EXPECT_FALSE(sbSlack.IsHeap());
+    EXPECT_STREQ("inlin", sbSlack.String());
 
     CUtlStringBuilder sbLarge;
     sbLarge.InternalPrepareBuffer(3000000, false, 3000000);
     EXPECT_EQ(4000000u, sbLarge.Capacity()); // the slack stops at 1,000,000
 }
 
-TEST(UtlStringBuilder, FormatReplacesOrAppendsAndGivesTheLength)
+TEST(UtlStringBuilder, FormatGivesTheLengthAndTheErrorStateIsStickyAndSilent)
 {
     CSpewCapture capture;
     CUtlStringBuilder sb("old");
@@ -119,12 +114,9 @@ TEST(UtlStringBuilder, FormatReplacesOrAppendsAndGivesTheLength)
     EXPECT_EQ(30u, sb.Capacity());
     EXPECT_EQ(0u, sb.Format("%s", ""));
     EXPECT_EQ(1, capture.CountFailedAssertions("len > 0 || HasError()"));
-}
 
-TEST(UtlStringBuilder, ErrorStateIsStickyAndSilent)
-{
-    CSpewCapture capture;
-    CUtlStringBuilder sb("some text");
+    // The error state is sticky and silent.
+    sb.SetValue("some text");
     EXPECT_EQ(nullptr, sb.InternalPrepareBuffer(0, false, 0x80000000u));
     EXPECT_EQ(1, capture.CountFailedAssertions("nMinCapacity <= k_nMaxStringSize"));
     EXPECT_EQ(1, capture.CountFailedAssertions("Error State on string being set."));

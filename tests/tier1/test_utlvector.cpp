@@ -5,7 +5,7 @@
 #include "tier1/utlstring.h"
 #include "tier1/utlvector.h"
 
-TEST(UtlVector, AppendingOwnElementAcrossGrowth)
+TEST(UtlVector, AppendingOwnElementAcrossGrowthAndRemovalKeepsTheOrder)
 {
     CUtlVector<CUtlString> vec;
     for (const char* psz : {"a", "b", "c", "d"})
@@ -15,17 +15,12 @@ TEST(UtlVector, AppendingOwnElementAcrossGrowth)
     ASSERT_EQ(vec.Count(), 5);
     EXPECT_EQ(vec.Tail(), "a");
     EXPECT_EQ(vec[3], "d");
-}
 
-TEST(UtlVector, RemoveKeepsTheOrderOfTheRest)
-{
-    CUtlVector<CUtlString> vec;
-    for (const char* psz : {"a", "b", "c"})
-        vec.AddToTail(CUtlString(psz));
     vec.Remove(0);
-    vec.Remove(1);
-    ASSERT_EQ(vec.Count(), 1);
+    vec.Remove(1); // b c d a, then b d a
+    ASSERT_EQ(vec.Count(), 3);
     EXPECT_EQ(vec.Head(), "b");
+    EXPECT_EQ(vec[1], "d");
     vec.Purge();
     EXPECT_TRUE(vec.IsEmpty());
     vec.AddToTail();

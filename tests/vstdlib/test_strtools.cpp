@@ -26,7 +26,7 @@ std::string ToUTF8(const std::u16string& str, int cubDest = 256)
 
 } // namespace
 
-TEST(StrTools, CaseFoldingIsAsciiOnly)
+TEST(StrTools, CaseFoldingIsAsciiOnlyAndBoundedCopiesTerminate)
 {
     EXPECT_EQ(0, V_stricmp("Software\\PELLAN", "software\\pellan"));
     EXPECT_LT(V_stricmp("a", "B"), 0);
@@ -41,10 +41,8 @@ TEST(StrTools, CaseFoldingIsAsciiOnly)
     EXPECT_EQ(pszHay, V_stristr(pszHay, ""));
     EXPECT_TRUE(V_StringHasPrefixCaseless("Software\\Pellan", "SOFTWARE\\"));
     EXPECT_FALSE(V_StringHasPrefixCaseless("Soft", "Software"));
-}
 
-TEST(StrTools, BoundedCopiesAlwaysTerminateAndCutsAreReported)
-{
+    // Bounded copies always terminate, and cuts are reported.
     char szDest[5] = "####";
     V_strncpy(szDest, "abcdef", sizeof(szDest));
     EXPECT_STREQ("abcd", szDest);
@@ -64,7 +62,7 @@ TEST(StrTools, BoundedCopiesAlwaysTerminateAndCutsAreReported)
 }
 
 // Results count the terminator; a null destination only measures.
-TEST(StrToolsUnicode, RoundTripsEveryEncodedLengthAndCutsShortDestinations)
+TEST(StrToolsUnicode, RoundTripsCutsAndReplacementCharacters)
 {
     const std::string strUTF8 = "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF";
     const std::u16string strUTF16 = u"a\u00E9\u4E2D\U0001F600\U0010FFFF";
@@ -84,10 +82,8 @@ TEST(StrToolsUnicode, RoundTripsEveryEncodedLengthAndCutsShortDestinations)
     EXPECT_EQ(u"a", ToUTF16("a\xF0\x9F\x98\x80", 5)); // five bytes are two units: no room for a pair
     EXPECT_EQ(u"<none>", ToUTF16("abc", 1));
     EXPECT_EQ("", ToUTF8(u"ab", 1));
-}
 
-TEST(StrToolsUnicode, MalformedTextBecomesReplacementCharacters)
-{
+    // Malformed text becomes replacement characters.
     EXPECT_EQ(u"\uFFFD", ToUTF16("\xFF"));
     EXPECT_EQ(u"\uFFFD\uFFFD", ToUTF16("\xC0\xAF"));                     // overlong
     EXPECT_EQ(u"a\uFFFDz", ToUTF16("a\xE4\xB8z"));                       // cut-off sequence counts once
