@@ -23,7 +23,7 @@ uint32 FreshLineBase()
 }
 
 // The formatted message, prefix included, is cut at 511 bytes.
-TEST(AssertMacros, CarryTheExpressionOrTheFormattedMessage)
+TEST(AssertMsg, MacrosCarryTheMessageAndReportOncePerSiteUnlessDisabled)
 {
     CQuietStderr quiet;
     CSpewCapture capture;
@@ -36,16 +36,13 @@ TEST(AssertMacros, CarryTheExpressionOrTheFormattedMessage)
     EXPECT_EQ(1, capture.CountFailedAssertions("value 2"));
     EXPECT_EQ(1, capture.CountFailedAssertions(std::string(511 - strlen("Assertion Failed: "), 'x').c_str()));
     EXPECT_EQ(3, capture.CountAsserts());
-}
 
-// Sites are (line, file-name pointer) pairs; the line word's flags are not part of the line.
-TEST(AssertMsg, ReportsToTheCrashReporterOncePerSiteUnlessDisabled)
-{
+    // Sites are (line, file-name pointer) pairs; the line word's flags are not part of the line.
     static const char s_szFile[] = "C:\\tree\\src\\site.cpp";
     const std::string strSameNameElsewhere = s_szFile;
     const uint32 unLine = FreshLineBase();
     const uint32 unReportsBefore = GetAssertMiniDumpCount();
-    CSpewCapture capture;
+    CSpewCapture sites;
 
     AssertMsg(s_szFile, unLine | k_unAssertReporterFlag, "a");
     EXPECT_EQ(unReportsBefore + 1, GetAssertMiniDumpCount());
@@ -63,8 +60,8 @@ TEST(AssertMsg, ReportsToTheCrashReporterOncePerSiteUnlessDisabled)
     EXPECT_TRUE(AssertMsg("off.cpp", FreshLineBase() | k_unAssertFatal, "quiet and alive"));
     SetAssertsDisabled(false);
     EXPECT_EQ(unReportsBefore + 3, GetAssertMiniDumpCount());
-    EXPECT_EQ("src\\site.cpp (" + std::to_string(unLine) + ") : a", capture.TextsOfType(SPEW_ASSERT).at(0));
-    EXPECT_EQ(4u, capture.Records().size());
+    EXPECT_EQ("src\\site.cpp (" + std::to_string(unLine) + ") : a", sites.TextsOfType(SPEW_ASSERT).at(0));
+    EXPECT_EQ(4u, sites.Records().size());
 }
 
 // Dropped only on the reporting thread, and only while it reports.

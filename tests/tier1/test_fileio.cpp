@@ -110,7 +110,7 @@ TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
     EXPECT_EQ((DWORD)ERROR_FILENAME_EXCED_RANGE, OpenFile((strLongest + "a").c_str(), 1, 0, 0, 0, &hFile));
 }
 
-TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
+TEST_F(FileIOTest, OpenSaveWithRetriesDirectoriesAndForcedDeletes)
 {
     Write("f.txt", "abc");
     HANDLE hFile = nullptr;
@@ -162,10 +162,8 @@ TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
     EXPECT_FALSE(BMakeFileWritable(Path("none.txt").c_str()));
     // A directory is no file: both deletes fail and it stays.
     EXPECT_FALSE(BDeleteFileForced(Path("one").c_str()));
-}
 
-TEST_F(FileIOTest, SaveWritesTheContentRetryingWhileTheFileIsHeld)
-{
+    // Saving retries while the file is held.
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("line\r\n");
     ASSERT_TRUE(BSaveBufferToFile(buf, Path("new\\dir\\f.txt").c_str(), k_unSaveFlagFlush));

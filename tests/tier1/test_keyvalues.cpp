@@ -65,7 +65,7 @@ TEST(KeyValuesLayout, FlagWordAndInlineLimits)
     EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
 }
 
-TEST(KeyValuesGetInt, TextForms)
+TEST(KeyValuesConversions, IntegerAndBooleanTextForms)
 {
     const EKVGetStatus k_eOK = k_EKVGetStatusOK, k_eTrailing = k_EKVGetStatusTrailingText,
                        k_eEmpty = k_EKVGetStatusEmptyText;
@@ -87,84 +87,14 @@ TEST(KeyValuesGetInt, TextForms)
         EXPECT_EQ(nExpected, pkv->GetInt(k_nDefault, &eStatus)) << '"' << pszText << '"';
         EXPECT_EQ(eExpected, eStatus) << '"' << pszText << '"';
     }
-}
 
-// Each type read as an integer, then as text: a value with text of its own turns into a
-// string node holding it, returned as the node's own text rather than a scratch buffer.
-TEST(KeyValuesConversions, EveryTypeAsIntegerThenAsText)
-{
-    const std::tuple<void (*)(KeyValues*), int, const char*> rgCases[] = {
-        {[](KeyValues* p) { p->SetInt(-42); }, -42, "-42"},
-        {[](KeyValues* p) { p->SetFloat(-3.9f); }, -3, "-3.900000"},
-        {[](KeyValues* p) { p->SetFloat(1e20f); }, INT_MAX, "100000002004087734272.000000"},
-        {[](KeyValues* p) { p->SetPtr((void*)(uintp)0xFFFFFFFEu); }, -2, "-2"},
-        {[](KeyValues* p) { p->SetUint64(0xFFFFFFFFull); }, -1, "4294967295"},
-        {[](KeyValues* p) { p->SetUint64(UINT64_MAX); }, k_nDefault, "18446744073709551615"},
-        {[](KeyValues* p) { p->SetInt64(INT32_MIN); }, INT_MIN, "-2147483648"},
-        {[](KeyValues* p) { p->SetInt64(INT64_MIN); }, k_nDefault, "-9223372036854775808"},
-        {[](KeyValues* p) { p->SetWString(u"-42"); }, -42, "-42"},
-        {[](KeyValues* p) { p->SetWString(u"0x10"); }, 0, "0x10"}, // wide text is read in base 10 only
-        {[](KeyValues* p) { p->SetWString(u"Grüße €!"); }, 0, "Grüße €!"},
-        {[](KeyValues* p) { p->SetString(nullptr); }, k_nDefault, ""},
-        {[](KeyValues* p) { p->SetColor(0x04030201); }, 0x04030201, nullptr}};
-    CSpewCapture log; // the 64-bit values that do not fit report a data loss
-    for (const auto& [pfnSet, nExpected, pszText] : rgCases)
-    {
-        KV pkv(new KeyValues("n"));
-        pfnSet(pkv.get());
-        EXPECT_EQ(nExpected, pkv->GetInt(k_nDefault)) << pszText;
-        const char* pszGot = pkv->GetString("dflt");
-        EXPECT_STREQ(pszText ? pszText : "dflt", pszGot);
-        EXPECT_EQ(pszText ? KeyValues::TYPE_STRING : KeyValues::TYPE_COLOR, pkv->GetDataType()) << pszText;
-        EXPECT_EQ(pszGot, pkv->GetString(pszGot)); // a string node's own text: the same pointer again
-    }
-    EXPECT_EQ(2, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
-}
-
-TEST(KeyValuesConversions, SixtyFourBitLimitsAndValuelessNodes)
-{
-    CSpewCapture log;
-    KV pkv(new KeyValues("n"));
-    EKVGetStatus eStatus = k_EKVGetStatusOK;
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)); // an empty section
-    EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
-    pkv->SetUint64(0x80000000ull);
-    EXPECT_EQ(INT_MIN, pkv->GetInt(k_nDefault, &eStatus));
-    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
-    pkv->SetInt64(-5);
-    EXPECT_EQ(-5, pkv->GetInt(k_nDefault));
-    EXPECT_EQ(0, log.CountAssertsContaining("data loss"));
-    pkv->SetUint64(0x100000000ull);
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
-    pkv->SetInt64((int64)INT32_MAX + 1);
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
-    pkv->SetInt64((int64)INT32_MIN - 1);
-    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault));
-    EXPECT_EQ(3, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
-
-    pkv->SetInt(42);
-    pkv->GetString();
-    EXPECT_EQ(42, pkv->GetInt(0, &eStatus)); // read back from its text
-    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
-    pkv->SetColor(1);
-    for (uint32 unType : {8u, 11u, 15u})
-    {
-        ForceTypeBits(pkv.get(), unType);
-        EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)) << unType;
-        EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
-        EXPECT_STREQ("dflt", pkv->GetString("dflt"));
-    }
-    ForceTypeBits(pkv.get(), KeyValues::TYPE_COLOR);
-}
-
-TEST(KeyValuesGetBool, WordsThenIntegers)
-{
-    const std::tuple<const char*, bool, bool, EKVGetStatus> rgCases[] = {
+    // Booleans: the words, then integers.
+    const std::tuple<const char*, bool, bool, EKVGetStatus> rgBoolCases[] = {
         // text, default, result
         {"TRUE", false, true, k_EKVGetStatusOK},          {"fAlSe", true, false, k_EKVGetStatusOK},
         {"yes", true, false, k_EKVGetStatusTrailingText}, {"1", false, true, k_EKVGetStatusOK},
         {"", true, true, k_EKVGetStatusEmptyText},        {"truex", true, false, k_EKVGetStatusTrailingText}};
-    for (const auto& [pszText, bDefault, bExpected, eExpected] : rgCases)
+    for (const auto& [pszText, bDefault, bExpected, eExpected] : rgBoolCases)
     {
         KV pkv = NewString(pszText);
         EKVGetStatus eStatus = k_EKVGetStatusNoValue;
@@ -179,9 +109,64 @@ TEST(KeyValuesGetBool, WordsThenIntegers)
     EXPECT_TRUE(pkv->GetBool(false));
 }
 
-TEST(KeyValuesBinary, BytesAreReadAsTextAndReturnedRaw)
+// Each type read as an integer, then as text: a value with text of its own turns into a
+// string node holding it, returned as the node's own text rather than a scratch buffer.
+TEST(KeyValuesConversions, EveryTypeAsIntegerThenAsText)
 {
-    KV pkv(new KeyValues("bin"));
+    const std::tuple<void (*)(KeyValues*), int, const char*> rgCases[] = {
+        {[](KeyValues* p) { p->SetInt(-42); }, -42, "-42"},
+        {[](KeyValues* p) { p->SetFloat(-3.9f); }, -3, "-3.900000"},
+        {[](KeyValues* p) { p->SetFloat(1e20f); }, INT_MAX, "100000002004087734272.000000"},
+        {[](KeyValues* p) { p->SetPtr((void*)(uintp)0xFFFFFFFEu); }, -2, "-2"},
+        {[](KeyValues* p) { p->SetUint64(0xFFFFFFFFull); }, -1, "4294967295"},
+        {[](KeyValues* p) { p->SetUint64(0x80000000ull); }, INT_MIN, "2147483648"},
+        {[](KeyValues* p) { p->SetUint64(0x100000000ull); }, k_nDefault, "4294967296"},
+        {[](KeyValues* p) { p->SetUint64(UINT64_MAX); }, k_nDefault, "18446744073709551615"},
+        {[](KeyValues* p) { p->SetInt64(-5); }, -5, "-5"},
+        {[](KeyValues* p) { p->SetInt64(INT32_MIN); }, INT_MIN, "-2147483648"},
+        {[](KeyValues* p) { p->SetInt64(INT32_MIN - 1ll); }, k_nDefault, "-2147483649"},
+        {[](KeyValues* p) { p->SetInt64(INT32_MAX + 1ll); }, k_nDefault, "2147483648"},
+        {[](KeyValues* p) { p->SetInt64(INT64_MIN); }, k_nDefault, "-9223372036854775808"},
+        {[](KeyValues* p) { p->SetWString(u"-42"); }, -42, "-42"},
+        {[](KeyValues* p) { p->SetWString(u"0x10"); }, 0, "0x10"}, // wide text is read in base 10 only
+        {[](KeyValues* p) { p->SetWString(u"Grüße €!"); }, 0, "Grüße €!"},
+        {[](KeyValues* p) { p->SetString(nullptr); }, k_nDefault, ""},
+        {[](KeyValues* p) { p->SetColor(0x04030201); }, 0x04030201, nullptr}};
+    CSpewCapture log; // the five 64-bit values that do not fit report a data loss
+    for (const auto& [pfnSet, nExpected, pszText] : rgCases)
+    {
+        KV pkv(new KeyValues("n"));
+        pfnSet(pkv.get());
+        EXPECT_EQ(nExpected, pkv->GetInt(k_nDefault)) << pszText;
+        const char* pszGot = pkv->GetString("dflt");
+        EXPECT_STREQ(pszText ? pszText : "dflt", pszGot);
+        EXPECT_EQ(pszText ? KeyValues::TYPE_STRING : KeyValues::TYPE_COLOR, pkv->GetDataType()) << pszText;
+        EXPECT_EQ(pszGot, pkv->GetString(pszGot)); // a string node's own text: the same pointer again
+    }
+    EXPECT_EQ(5, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
+}
+
+TEST(KeyValuesConversions, TextReadBackBinaryBytesAndValuelessNodes)
+{
+    KV pkv(new KeyValues("n"));
+    EKVGetStatus eStatus = k_EKVGetStatusOK;
+    EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)); // an empty section
+    EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
+    pkv->SetInt(42);
+    pkv->GetString();
+    EXPECT_EQ(42, pkv->GetInt(0, &eStatus)); // read back from its text
+    EXPECT_EQ(k_EKVGetStatusOK, eStatus);
+    pkv->SetColor(1);
+    for (uint32 unType : {8u, 11u, 15u})
+    {
+        ForceTypeBits(pkv.get(), unType);
+        EXPECT_EQ(k_nDefault, pkv->GetInt(k_nDefault, &eStatus)) << unType;
+        EXPECT_EQ(k_EKVGetStatusNoValue, eStatus);
+        EXPECT_STREQ("dflt", pkv->GetString("dflt"));
+    }
+    ForceTypeBits(pkv.get(), KeyValues::TYPE_COLOR);
+
+    // Binary bytes are read as text and returned raw.
     const uint8 rgub[] = {'1', '2', '3', 'x', 0, 0xFF};
     pkv->SetBinary(rgub, sizeof(rgub));
     uint32 cub = 0;
@@ -190,7 +175,6 @@ TEST(KeyValuesBinary, BytesAreReadAsTextAndReturnedRaw)
     EXPECT_EQ(0, memcmp(rgub, pub, sizeof(rgub)));
     EXPECT_EQ((const char*)pub, pkv->GetString());
     EXPECT_EQ(KeyValues::TYPE_BINARY, pkv->GetDataType());
-    EKVGetStatus eStatus = k_EKVGetStatusOK;
     EXPECT_EQ(123, pkv->GetInt(0, &eStatus));
     EXPECT_EQ(k_EKVGetStatusTrailingText, eStatus);
     pkv->SetBinary(nullptr, 0);
@@ -352,7 +336,7 @@ TEST(KeyValuesHugeTree, MillionDeepMillionWideAndLongPaths)
     EXPECT_EQ(100001u + 1, NodesAdded());
 }
 
-TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePool)
+TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePoolAndMemoryFollowsWhatIsAlive)
 {
     // Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
     // largest class, one more goes to the heap. Each text is then set from its own tail.
@@ -379,10 +363,7 @@ TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePool)
             strUTF8 += "\xC3\xBC";
         EXPECT_EQ(strUTF8, pkv->GetString()) << cch; // converted in place, pooled again
     }
-}
 
-TEST(KeyValuesPool, MemoryFollowsTheNodesAndTextsAlive)
-{
     KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
     std::vector<KeyValues*> vecNodes;
     std::string strText(99, 't');

@@ -94,7 +94,7 @@ TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
                  {"TopA [$WIN32] { x 1 }", "TopA{x=i1}"}});
 }
 
-TEST(KeyValuesReader, ErrorMessagesOffsetsAndKeyStacksAreExact)
+TEST(KeyValuesReader, ErrorMessagesKeyStacksBufferStateAndLoadReports)
 {
     const char* const rgpszCases[][2] = {
         {"a 5", "LoadFromBuffer: missing {   (current key: 'a')"},
@@ -125,12 +125,9 @@ TEST(KeyValuesReader, ErrorMessagesOffsetsAndKeyStacksAreExact)
     EXPECT_EQ("a{} | b{} | c{d=i2}", DescribeTree(result.m_pkv.get()));
     EXPECT_NE(std::string::npos, result.m_strErrors.find("got } in key"));
     EXPECT_NE(std::string::npos, result.m_strErrors.find("missing {   (current key: 'b')"));
-}
 
-// A load reads from the get position to the end and leaves the end-of-input bit, as the
-// buffer's own reads do; a failed one prints its first error and reports the load.
-TEST(KeyValuesReader, BufferStateAndLoadReports)
-{
+    // A load reads from the get position to the end and leaves the end-of-input bit, as the
+    // buffer's own reads do; a failed one prints its first error and reports the load.
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("junk a { k 1 }");
     buf.SeekGet(CUtlBuffer::SEEK_HEAD, 5);
@@ -297,7 +294,7 @@ bool TestLookup(const char* pszName)
     return !strcmp(pszName, "$T") || !strcmp(pszName, "$YES_1");
 }
 
-TEST(KeyValuesConditional, GrammarLeftToRightEvaluationAndBadTokens)
+TEST(KeyValuesConditional, GrammarBadTokensAndPlatformNames)
 {
     CSpewCapture capture;
     for (const char* pszTrue : {"$T]", "!$F]", "$T||$F]", "$F&&$F||$T]", "( $F || $T ) && $T]", "($F||$T]",
@@ -322,10 +319,7 @@ TEST(KeyValuesConditional, GrammarLeftToRightEvaluationAndBadTokens)
     }
     // Nesting deeper than the evaluator goes is a bad token, not a crash.
     EXPECT_FALSE(EvaluateConditional((std::string(100000, '(') + "$T]").c_str(), TestLookup));
-}
 
-TEST(KeyValuesConditional, PlatformNames)
-{
     // Every Windows the evaluator runs on, and the native stand-in, is at least Windows 7.
     for (const char* pszTrue : {"$WINDOWS", "$win32", "$Win64", "$1", "$VISTA", "$WIN7"})
         EXPECT_TRUE(KeyValuesPlatformLookup(pszTrue)) << pszTrue;
@@ -337,4 +331,5 @@ TEST(KeyValuesConditional, PlatformNames)
     EXPECT_TRUE(KeyValuesPlatformLookup("$READERTESTFLAG"));
     ExpectTrees({{"a { k 1 [$ReaderTestFlag] j 2 [!$readertestflag] }", "a{k=i1}"}});
 }
+
 } // namespace
