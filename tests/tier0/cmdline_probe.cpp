@@ -29,7 +29,6 @@ int main()
     int nArgs = 0;
     char** ppszArgv = GetUTF8ArgcArgv(&nArgs);
     printf("argc\t%d\n", nArgs);
-    printf("argv_terminated\t%d\n", ppszArgv[nArgs] == nullptr);
     for (int iArg = 1; iArg < nArgs; ++iArg)
         printf("arg%d\t%s\n", iArg, ppszArgv[iArg]);
     for (const char* pszParam : k_rgpszQueriedParams)

@@ -110,7 +110,7 @@ TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
     EXPECT_EQ((DWORD)ERROR_FILENAME_EXCED_RANGE, OpenFile((strLongest + "a").c_str(), 1, 0, 0, 0, &hFile));
 }
 
-TEST_F(FileIOTest, OpenSaveWithRetriesDirectoriesAndForcedDeletes)
+TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
 {
     Write("f.txt", "abc");
     HANDLE hFile = nullptr;
@@ -162,8 +162,10 @@ TEST_F(FileIOTest, OpenSaveWithRetriesDirectoriesAndForcedDeletes)
     EXPECT_FALSE(BMakeFileWritable(Path("none.txt").c_str()));
     // A directory is no file: both deletes fail and it stays.
     EXPECT_FALSE(BDeleteFileForced(Path("one").c_str()));
+}
 
-    // Saving retries while the file is held.
+TEST_F(FileIOTest, SaveWritesTheContentRetryingWhileTheFileIsHeld)
+{
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("line\r\n");
     ASSERT_TRUE(BSaveBufferToFile(buf, Path("new\\dir\\f.txt").c_str(), k_unSaveFlagFlush));
@@ -193,7 +195,7 @@ TEST_F(FileIOTest, OpenSaveWithRetriesDirectoriesAndForcedDeletes)
     EXPECT_EQ("held", Read(Path("new\\dir\\f.txt")));
 }
 
-TEST_F(FileIOTest, CopyReplaceLoadAndPathsBeyond260Characters)
+TEST_F(FileIOTest, CopyReplaceAndPathsBeyond260Characters)
 {
     const std::string strDeep =
         Path(std::string(100, 'a') + "\\" + std::string(100, 'b') + "\\" + std::string(100, 'c'));
@@ -218,8 +220,10 @@ TEST_F(FileIOTest, CopyReplaceLoadAndPathsBeyond260Characters)
     EXPECT_FALSE(ReplaceFile(Path("fresh.txt").c_str(), Path("none.txt").c_str()));
     EXPECT_TRUE(BDeleteFile(strDest.c_str()));
     EXPECT_FALSE(BFileExists(strDest.c_str()));
+}
 
-    // Loading whole files and ranges.
+TEST_F(FileIOTest, LoadingWholeFilesAndRanges)
+{
     Write("empty.txt", "");
     Write("f.bin", "0\r\n3456789");
     CUtlBuffer buf;

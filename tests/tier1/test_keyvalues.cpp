@@ -44,7 +44,7 @@ KV NewString(const char* pszValue)
     return pkv;
 }
 
-TEST(KeyValuesLayout, FlagWordAndInlineLimits)
+TEST(KeyValuesLayout, FlagWordInlineLimitsAndPooledText)
 {
     KV pkv = NewString("0123456789abcde"); // 15 characters: inline
     pkv->SetUsesEscapeSequences(true, false);
@@ -63,6 +63,55 @@ TEST(KeyValuesLayout, FlagWordAndInlineLimits)
     EXPECT_EQ(1u, FlagWord(pkv.get()) >> 31);
     pkv->SetInt(3); // the heap flag goes with the heap string
     EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
+
+    // Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
+    // largest class, one more goes to the heap. Each text is then set from its own tail.
+    for (size_t cch : {8, 16, 23, 24, 255, 256, 1000})
+    {
+        std::string str = "a" + std::string(cch - 2, 'x') + "z";
+        KV pkv = NewString(str.c_str());
+        EXPECT_EQ(str, pkv->GetString());
+        EXPECT_EQ(cch >= 16 && cch < 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
+        pkv->SetString(pkv->GetString() + 1);
+        EXPECT_EQ(str.substr(1), pkv->GetString()) << cch;
+        pkv->SetInt(1);
+        EXPECT_EQ(0u, FlagWord(pkv.get()) >> 29 & 1);
+    }
+    for (size_t cch : {8, 127, 128})
+    {
+        std::u16string wstr(cch, u'\u00FC');
+        KV pkv(new KeyValues("w"));
+        pkv->SetWString(wstr.c_str());
+        EXPECT_EQ((cch + 1) * 2 <= 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
+        EXPECT_EQ(0, memcmp(wstr.c_str(), pkv->GetWString(), (cch + 1) * sizeof(wchar16)));
+        std::string strUTF8;
+        for (size_t i = 0; i < cch; ++i)
+            strUTF8 += "\xC3\xBC";
+        EXPECT_EQ(strUTF8, pkv->GetString()) << cch; // converted in place, pooled again
+    }
+}
+
+TEST(KeyValuesPool, MemoryFollowsTheNodesAndTextsAlive)
+{
+    KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
+    std::vector<KeyValues*> vecNodes;
+    std::string strText(99, 't');
+    for (int i = 0; i < 20000; ++i)
+    {
+        vecNodes.push_back(new KeyValues(0));
+        vecNodes.back()->SetString(strText.c_str());
+    }
+    // 100-byte texts take a 104-byte slot: 630 of them to a 64 KiB chunk.
+    EXPECT_GE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 20000 / 630 + 20000 * 32 / 65536);
+    EXPECT_GE(GetKeyValuesPoolStats().m_cubHeldPeak, before.m_cubHeld + (20000 / 630) * 65536);
+    std::shuffle(vecNodes.begin(), vecNodes.end(), std::mt19937(11));
+    for (KeyValues* pkv : vecNodes)
+        delete pkv;
+    // One empty chunk is kept per class: the nodes' and the texts'.
+    EXPECT_EQ(before.m_cNodesAlive, GetKeyValuesPoolStats().m_cNodesAlive);
+    EXPECT_LE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 2);
+    EXPECT_EQ(GetKeyValuesPoolStats().m_cChunks * 65536ull, GetKeyValuesPoolStats().m_cubHeld);
+    EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
 }
 
 TEST(KeyValuesConversions, IntegerAndBooleanTextForms)
@@ -266,6 +315,7 @@ TEST(KeyValuesStructure, IterationRemovalAndTheEscapeFlag)
     EXPECT_TRUE(pkv->IsEmpty());
     for (KeyValues* pkvRemoved : {pkvS1, pkvV1, pkvS2, pkvV2})
         delete pkvRemoved;
+
     // The escape flag is inherited by new nodes and set on descendants only when asked.
     KV pkvEsc(new KeyValues("root"));
     pkvEsc->SetUsesEscapeSequences(true, false);
@@ -334,55 +384,6 @@ TEST(KeyValuesHugeTree, MillionDeepMillionWideAndLongPaths)
     ASSERT_NE(nullptr, pkvLeaf);
     EXPECT_EQ(pkvLeaf, pkv->FindKey(strPath.c_str()));
     EXPECT_EQ(100001u + 1, NodesAdded());
-}
-
-TEST(KeyValuesPool, HeapTextUpTo256BytesLivesInThePoolAndMemoryFollowsWhatIsAlive)
-{
-    // Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
-    // largest class, one more goes to the heap. Each text is then set from its own tail.
-    for (size_t cch : {8, 16, 23, 24, 255, 256, 1000})
-    {
-        std::string str = "a" + std::string(cch - 2, 'x') + "z";
-        KV pkv = NewString(str.c_str());
-        EXPECT_EQ(str, pkv->GetString());
-        EXPECT_EQ(cch >= 16 && cch < 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
-        pkv->SetString(pkv->GetString() + 1);
-        EXPECT_EQ(str.substr(1), pkv->GetString()) << cch;
-        pkv->SetInt(1);
-        EXPECT_EQ(0u, FlagWord(pkv.get()) >> 29 & 1);
-    }
-    for (size_t cch : {8, 127, 128})
-    {
-        std::u16string wstr(cch, u'\u00FC');
-        KV pkv(new KeyValues("w"));
-        pkv->SetWString(wstr.c_str());
-        EXPECT_EQ((cch + 1) * 2 <= 256 ? 1u : 0u, FlagWord(pkv.get()) >> 29 & 1) << cch;
-        EXPECT_EQ(0, memcmp(wstr.c_str(), pkv->GetWString(), (cch + 1) * sizeof(wchar16)));
-        std::string strUTF8;
-        for (size_t i = 0; i < cch; ++i)
-            strUTF8 += "\xC3\xBC";
-        EXPECT_EQ(strUTF8, pkv->GetString()) << cch; // converted in place, pooled again
-    }
-
-    KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
-    std::vector<KeyValues*> vecNodes;
-    std::string strText(99, 't');
-    for (int i = 0; i < 20000; ++i)
-    {
-        vecNodes.push_back(new KeyValues(0));
-        vecNodes.back()->SetString(strText.c_str());
-    }
-    // 100-byte texts take a 104-byte slot: 630 of them to a 64 KiB chunk.
-    EXPECT_GE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 20000 / 630 + 20000 * 32 / 65536);
-    EXPECT_GE(GetKeyValuesPoolStats().m_cubHeldPeak, before.m_cubHeld + (20000 / 630) * 65536);
-    std::shuffle(vecNodes.begin(), vecNodes.end(), std::mt19937(11));
-    for (KeyValues* pkv : vecNodes)
-        delete pkv;
-    // One empty chunk is kept per class: the nodes' and the texts'.
-    EXPECT_EQ(before.m_cNodesAlive, GetKeyValuesPoolStats().m_cNodesAlive);
-    EXPECT_LE(GetKeyValuesPoolStats().m_cChunks, before.m_cChunks + 2);
-    EXPECT_EQ(GetKeyValuesPoolStats().m_cChunks * 65536ull, GetKeyValuesPoolStats().m_cubHeld);
-    EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
 }
 
 // Phase 0 fills each thread's list; phase 1 destroys a neighbour's nodes while making and

@@ -28,7 +28,7 @@ void ExpectTrees(const std::vector<std::pair<const char*, const char*>>& vecCase
     }
 }
 
-TEST(KeyValuesReader, TokensCommentsAndLayout)
+TEST(KeyValuesReader, TokensCommentsLayoutAndEscapes)
 {
     ExpectTrees({{"\"Job\"\n{\n\t\"mode\"\t\t\"2\"\n}\n", "Job{mode=i2}"},
                  {"a{b=c d\"e\"f{}}", "a{b=s'c',d=s'e',f{}}"},
@@ -42,6 +42,18 @@ TEST(KeyValuesReader, TokensCommentsAndLayout)
                  {"a { k \"[x]\" }", "a{k=s'[x]'}"}, // quoted text is never a conditional
                  {"", "root{}"},
                  {"  // only a comment", "root{}"}});
+
+    // Escapes follow the escape flag; DEL, the no-escape conversion's escape, becomes a NUL.
+    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\\nb'}"},
+                 {"a { k \"c:\\dir\\\" }", "a{k=s'c:\\dir\\'}"},
+                 {"a { k \"ab\177cd\" }", "a{k=s'ab'}"}});
+    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\nb'}"},
+                 {"a { k \"say \\\"hi\\\"\" }", "a{k=s'say \"hi\"'}"},
+                 {"a { k \"cut\\zrest\" }", "a{k=s'cut'}"},
+                 {"a { k \"\\\\share\\\\x\" }", "a{k=s'\\share\\x'}"}},
+                true);
+    LoadResult_s result = LoadText("a { k \"x\\", true); // an escape at the very end
+    EXPECT_EQ("a{k=s'x'}", DescribeTree(result.m_pkv.get()));
 }
 
 TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
@@ -60,21 +72,6 @@ TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
         strText.erase(std::remove(strText.begin(), strText.end(), '"'), strText.end());
         EXPECT_EQ("a{k=s'" + strText + "'}", ValueTree(strValue)) << strValue;
     }
-}
-
-TEST(KeyValuesReader, EscapesFollowTheEscapeFlag)
-{
-    // DEL is the no-escape conversion's escape character: it becomes a NUL.
-    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\\nb'}"},
-                 {"a { k \"c:\\dir\\\" }", "a{k=s'c:\\dir\\'}"},
-                 {"a { k \"ab\177cd\" }", "a{k=s'ab'}"}});
-    ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\nb'}"},
-                 {"a { k \"say \\\"hi\\\"\" }", "a{k=s'say \"hi\"'}"},
-                 {"a { k \"cut\\zrest\" }", "a{k=s'cut'}"},
-                 {"a { k \"\\\\share\\\\x\" }", "a{k=s'\\share\\x'}"}},
-                true);
-    LoadResult_s result = LoadText("a { k \"x\\", true); // an escape at the very end
-    EXPECT_EQ("a{k=s'x'}", DescribeTree(result.m_pkv.get()));
 }
 
 TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
@@ -193,8 +190,7 @@ TEST(KeyValuesReader, TokenOverflowEmbeddedNulAndGarbage)
 }
 
 // cLevels sections opened with strOpen around "k 1", closed with strClose (maybe empty).
-std::string NestedText(int cLevels, const std::string& strOpen, const std::string& strClose,
-                       const std::string& strAfter = "")
+std::string NestedText(int cLevels, const std::string& strOpen, const std::string& strClose)
 {
     std::string strText;
     for (int i = 0; i < cLevels; ++i)
@@ -202,7 +198,7 @@ std::string NestedText(int cLevels, const std::string& strOpen, const std::strin
     strText += "k 1";
     for (int i = 0; i < cLevels; ++i)
         strText += strClose;
-    return strText + strAfter;
+    return strText;
 }
 
 // Sections below the top-level key, following first children.
@@ -222,13 +218,13 @@ TEST(KeyValuesReader, NestingBoundEndsTheLoad)
 {
     // 10,000 open sections (the top-level one included) read; the next level is refused,
     // the load ends there (a later top-level key is not read) and what was read stays.
-    LoadResult_s result = LoadText(NestedText(10000, "a{", "}", " next { j 2 }"));
+    LoadResult_s result = LoadText(NestedText(10000, "a{", "}") + " next { j 2 }");
     EXPECT_TRUE(result.m_bClean) << result.m_strErrors.substr(0, 200);
     EXPECT_EQ(9999, NestedSectionCount(result.m_pkv.get()));
     ASSERT_NE(nullptr, result.m_pkv->GetNextKey());
     EXPECT_EQ(2, result.m_pkv->GetNextKey()->GetKeyInt("j", 0));
 
-    result = LoadText(NestedText(10001, "a{", "}", " next { j 2 }"));
+    result = LoadText(NestedText(10001, "a{", "}") + " next { j 2 }");
     EXPECT_FALSE(result.m_bClean);
     EXPECT_EQ(0u, result.m_strErrors.find(k_szTooDeep)) << result.m_strErrors.substr(0, 200);
     EXPECT_EQ(result.m_strErrors.find("KeyValues Error"), result.m_strErrors.rfind("KeyValues Error"));
@@ -275,10 +271,9 @@ TEST(KeyValuesReaderHostile, ThreeHundredMegabyteToken)
 {
     const size_t k_cubToken = 300u << 20;
     std::string strText(k_cubToken + 8, 'x');
-    for (const char* pszShape : {"unquoted", "quoted"})
+    for (const char* pszShape : {"a { k  ", "a { k \""}) // unquoted, quoted
     {
-        bool bQuoted = pszShape[0] == 'q';
-        memcpy(&strText[0], bQuoted ? "a { k \"" : "a { k  ", 7);
+        memcpy(&strText[0], pszShape, 7);
         CMemoryPeak peak;
         LoadResult_s result = LoadText(strText);
         EXPECT_FALSE(result.m_bClean) << pszShape;

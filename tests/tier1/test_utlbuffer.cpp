@@ -71,7 +71,7 @@ TEST(UtlBufferGrowth, StepsFollowTheGrowSizeAndExternalMemoryIsFixedOrCopied)
     EXPECT_EQ("123456789", std::string((const char*)buf.Base(), 9));
 }
 
-TEST(UtlBufferText, TabsAtLineStartsAndTheNulAfterEveryPutAndPutSeek)
+TEST(UtlBufferText, TabsTheNulAfterEveryPutAndSeeksReportedButTaken)
 {
     CUtlBuffer bufTabs(0, 0, CUtlBuffer::TEXT_BUFFER);
     bufTabs.PushTab();
@@ -101,37 +101,35 @@ TEST(UtlBufferText, TabsAtLineStartsAndTheNulAfterEveryPutAndPutSeek)
     buf.SeekPut(CUtlBuffer::SEEK_CURRENT, 4); // past the end: the gap reads as zeros
     EXPECT_EQ(610, buf.TellMaxPut());
     EXPECT_EQ(std::string(5, '\0'), std::string((const char*)buf.Base() + 606, 5));
-}
 
-TEST(UtlBufferSeek, EveryBadSeekIsReportedAndStillTaken)
-{
+    // Every bad seek is reported, and still taken.
     const char* pszTail = "offset != INT_MIN && offset <= m_nMaxPut && -offset <= INT_MAX-m_nMaxPut";
     CSpewCapture capture;
-    CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    buf.PutString("hello");
-    buf.SeekGet(CUtlBuffer::SEEK_TAIL, 5);
-    EXPECT_EQ('h', buf.GetChar());
+    CUtlBuffer bufSeek(0, 0, CUtlBuffer::TEXT_BUFFER);
+    bufSeek.PutString("hello");
+    bufSeek.SeekGet(CUtlBuffer::SEEK_TAIL, 5);
+    EXPECT_EQ('h', bufSeek.GetChar());
 
-    buf.SeekGet(CUtlBuffer::SEEK_HEAD, -1);
+    bufSeek.SeekGet(CUtlBuffer::SEEK_HEAD, -1);
     EXPECT_EQ(1, capture.CountFailedAssertions("offset >= 0"));
-    EXPECT_EQ(-1, buf.TellGet());
-    EXPECT_EQ('\0', buf.GetChar());
-    EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, buf.GetErrorBits());
+    EXPECT_EQ(-1, bufSeek.TellGet());
+    EXPECT_EQ('\0', bufSeek.GetChar());
+    EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, bufSeek.GetErrorBits());
 
-    buf.SeekGet(CUtlBuffer::SEEK_HEAD, 2);
-    buf.SeekGet(CUtlBuffer::SEEK_CURRENT, INT_MAX);
+    bufSeek.SeekGet(CUtlBuffer::SEEK_HEAD, 2);
+    bufSeek.SeekGet(CUtlBuffer::SEEK_CURRENT, INT_MAX);
     EXPECT_EQ(1, capture.CountFailedAssertions("offset >= -m_Get && offset <= INT_MAX-m_Get"));
-    buf.SeekGet(CUtlBuffer::SEEK_TAIL, 6);
-    buf.SeekGet(CUtlBuffer::SEEK_TAIL, INT_MIN);
+    bufSeek.SeekGet(CUtlBuffer::SEEK_TAIL, 6);
+    bufSeek.SeekGet(CUtlBuffer::SEEK_TAIL, INT_MIN);
     EXPECT_EQ(2, capture.CountFailedAssertions(pszTail));
 
-    buf.SeekPut(CUtlBuffer::SEEK_CURRENT, -6);
+    bufSeek.SeekPut(CUtlBuffer::SEEK_CURRENT, -6);
     EXPECT_EQ(1, capture.CountFailedAssertions("offset >= -m_Put && offset <= INT_MAX-m_Put"));
     EXPECT_EQ(1, capture.CountFailedAssertions("m_Put >= 0"));
-    EXPECT_EQ(-1, buf.TellPut());
-    buf.PutChar('z'); // refused: nothing before the memory gets written
-    EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::PUT_OVERFLOW);
-    EXPECT_STREQ("hello", buf.String());
+    EXPECT_EQ(-1, bufSeek.TellPut());
+    bufSeek.PutChar('z'); // refused: nothing before the memory gets written
+    EXPECT_TRUE(bufSeek.GetErrorBits() & CUtlBuffer::PUT_OVERFLOW);
+    EXPECT_STREQ("hello", bufSeek.String());
     EXPECT_EQ(6, capture.CountAsserts());
 }
 
