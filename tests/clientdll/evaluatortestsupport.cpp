@@ -9,7 +9,6 @@
 #include <fstream>
 #include <sstream>
 
-#include "regtestutil.h"
 #include "tier0/procaddress.h"
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
@@ -133,21 +132,6 @@ std::string Flatten(KeyValues* pkv)
     return strText;
 }
 
-CScratchAppKey::CScratchAppKey(unsigned int unAppID)
-    : m_strKey("Software\\Pellan\\Korvex\\Apps\\" + std::to_string(unAppID))
-{
-    Remove();
-}
-
-void CScratchAppKey::Remove() const
-{
-    for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
-    {
-        for (REGSAM samView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
-            RawDeleteTree(hHive, samView, m_strKey);
-    }
-}
-
 EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
                             const char* pszHostExe, const std::function<bool()>& fnKillWhen)
 {
@@ -200,6 +184,9 @@ std::vector<std::string> RunGroupJob(const CScratchDir& dir, unsigned int unAppI
     EXPECT_EQ("[Standalone] translated install path: " + dir.File("game"),
               vecLines.empty() ? "" : vecLines[0]);
     vecLines.erase(vecLines.begin(), vecLines.begin() + std::min<long>(1, (long)vecLines.size()));
+    const std::string strPrefix = "[AppID " + std::to_string(unAppID) + "] ";
+    for (std::string& strLine : vecLines)
+        strLine = strLine.rfind(strPrefix, 0) == 0 ? strLine.substr(strPrefix.size()) : "?" + strLine;
     return vecLines;
 }
 

@@ -1,12 +1,14 @@
 #pragma once
 // Helpers of the evaluator's tests under Wine: a fresh working directory per case, path
-// forms, files and log lines, KeyValues text, and the stub of the platform's service.
+// forms, files and log lines, KeyValues text, and the stub of the platform's service; with
+// the raw registry helpers.
 
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "regtestutil.h"
 #include "tier1/keyvalues.h"
 
 // %TEMP%\ise_<test>_<pid>: created empty (and, asked, made the current directory), then
@@ -53,6 +55,7 @@ EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::strin
 
 // Runs a job of one group whose install directory is "game" in the directory, and answers
 // the log lines after the translated path, which must come first. The run must succeed.
+// The app's "[AppID <id>] " prefix is taken off; a line without it is marked with "?".
 std::vector<std::string> RunGroupJob(const CScratchDir& dir, unsigned int unAppID, int nMode,
                                      const std::string& strGroupKeys);
 
@@ -71,17 +74,3 @@ std::string Replaced(std::string strText, const std::string& strMark, const std:
 std::unique_ptr<KeyValues> ParseKeyValues(const std::string& strText);
 // The tree and the keys after it: sections as "name{...}", values as "name=text,".
 std::string Flatten(KeyValues* pkv);
-
-// "Software\Pellan\Korvex\Apps\<id>", removed from both hives and views before the test
-// and after it.
-class CScratchAppKey
-{
-public:
-    explicit CScratchAppKey(unsigned int unAppID);
-    ~CScratchAppKey() { Remove(); }
-    const std::string& Key() const { return m_strKey; }
-
-private:
-    void Remove() const;
-    std::string m_strKey;
-};

@@ -9,8 +9,6 @@
 #include <tuple>
 
 #include "clientdll/installscript_copyfolders.h"
-#include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "spewcapture.h"
 #include "testmanager.h"
 

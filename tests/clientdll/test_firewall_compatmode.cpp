@@ -10,8 +10,6 @@
 #include <optional>
 #include <tuple>
 
-#include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "testmanager.h"
 
 namespace
@@ -50,8 +48,6 @@ TEST(FirewallSection, WithoutAFirewallOnlyEntriesThatAreSkippedSucceed)
     EXPECT_FALSE(dir.Exists("installscriptevalutor_log.txt"));
 }
 
-const char k_szLayersKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion\\AppCompatFlags\\Layers";
-
 // Every compatibility case in one test: they share the user's one Layers key, removed
 // before and after.
 TEST(CompatibilityModeSection, SetOnceRemovedOnUninstallAndFailsWithoutTheLayersKey)
@@ -78,7 +74,7 @@ TEST(CompatibilityModeSection, SetOnceRemovedOnUninstallAndFailsWithoutTheLayers
     const auto Record = [&](const wchar_t* pwszEntry)
     { return RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), pwszEntry); };
     const auto Failure = [](const std::string& strPath)
-    { return "[AppID 990802] Failed to set compatibility mode for \"" + strPath + "\""; };
+    { return "Failed to set compatibility mode for \"" + strPath + "\""; };
 
     // An empty "CompatMode" removes the layer, so it fails while there is none to remove.
     EXPECT_EQ((std::vector<std::string>{Failure(strGame), Failure(strTool), Failure(""), Failure("")}),

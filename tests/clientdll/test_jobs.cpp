@@ -9,8 +9,6 @@
 
 #include <shlobj.h>
 
-#include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "spewcapture.h"
 #include "testmanager.h"
 #include "tier1/convar.h"

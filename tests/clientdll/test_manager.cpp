@@ -6,8 +6,6 @@
 #include <windows.h>
 
 #include "clientdll/installscript_variables.h"
-#include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "spewcapture.h"
 #include "testmanager.h"
 #include "tier1/keyvalues.h"

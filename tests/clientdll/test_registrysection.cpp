@@ -8,7 +8,6 @@
 
 #include "clientdll/installscript_registry.h"
 #include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "spewcapture.h"
 #include "tier1/keyvalues.h"
 
@@ -16,8 +15,6 @@ namespace
 {
 
 constexpr ERegKeyRoot k_eCurrentUser32 = ERegKeyRoot(k_ERegKeyRootCurrentUser | k_ERegKeyRootForce32Bit);
-constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
-constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
 
 // Runs a job of the script with every "KEY" replaced by the key path and answers its log.
 std::vector<std::string> RunScript(const CScratchDir& dir, unsigned int unAppID, int nMode,
@@ -74,9 +71,9 @@ TEST(RegistrySectionRun, InstallWritesEachGroupInItsViewAndLogsFailedWrites)
 
     const std::string strFailedKey = "[HKEY_CURRENT_USER (force 32Bit)\\" + key.Sub("Volatile\\Sub") + "] ";
     EXPECT_EQ((std::vector<std::string>{
-                  "[AppID 990611] Failed to set registry STRING " + strFailedKey + "\"(Default)\" = \"s\"",
-                  "[AppID 990611] Failed to set registry DWORD " + strFailedKey + "\"d\" = 7",
-                  "[AppID 990611] Failed to set registry BINARY " + strFailedKey + "\"b\" = \"0A\"",
+                  "Failed to set registry STRING " + strFailedKey + "\"(Default)\" = \"s\"",
+                  "Failed to set registry DWORD " + strFailedKey + "\"d\" = 7",
+                  "Failed to set registry BINARY " + strFailedKey + "\"b\" = \"0A\"",
               }),
               RunScript(dir, 990611, 1, pszScript, key.Path()));
 
@@ -121,7 +118,7 @@ TEST(RegistrySectionRun, UninstallDeletesNamedValuesAndEmptiesOnlyKeysLeftEmpty)
     })kv";
 
     // Failures are logged, not passed on to the exit code.
-    const std::string strPrefix = "[AppID 990612] Failed to delete value [HKEY_CURRENT_USER (force 32Bit)\\";
+    const std::string strPrefix = "Failed to delete value [HKEY_CURRENT_USER (force 32Bit)\\";
     EXPECT_EQ((std::vector<std::string>{
                   strPrefix + key.Sub("Emptied") + "] \"A\"", // the language leaf took it first
                   strPrefix + key.Sub("Absent") + "] \"Gone\"",

@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
 #include <string>
 #include <tuple>
 
 #include "clientdll/installscript_requirements.h"
 #include "common/ostype.h"
+#include "evaluatortestsupport.h"
 #include "tier0/cputopology.h"
-#include "tier1/keyvalues.h"
-#include "tier1/utlbuffer.h"
 #include "vstdlib/strtools.h"
 
 namespace
@@ -71,14 +68,9 @@ TEST(Requirements, ProcessorOperatingSystemAndLanguageGroupsAllCountAndOthersAre
         // Plain values beside the groups, even under a requirement's name, are not groups.
         std::string strText = "\"entry\" { \"Requirement_OS_Value\" \"x\" " + strGroups + " }";
         for (const auto& [pszMark, strValue] : rgMarks)
-        {
-            for (size_t iMark; (iMark = strText.find(pszMark)) != std::string::npos;)
-                strText.replace(iMark, strlen(pszMark), strValue);
-        }
-        CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
-        std::unique_ptr<KeyValues> pkvEntry(new KeyValues(""));
-        ASSERT_TRUE(pkvEntry->LoadFromBuffer("entry", buf)) << strText;
-        EXPECT_EQ(bHolds, BCheckRequirements(pkvEntry.get(), pszLanguage)) << strText << " " << pszLanguage;
+            strText = Replaced(strText, pszMark, strValue);
+        EXPECT_EQ(bHolds, BCheckRequirements(ParseKeyValues(strText).get(), pszLanguage))
+            << strText << " " << pszLanguage;
     }
 }
 

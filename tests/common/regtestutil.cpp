@@ -13,22 +13,38 @@ HKEY OpenRaw(HKEY hHive, REGSAM samView, const std::string& strKey)
                : nullptr;
 }
 
+HKEY CreateRaw(HKEY hHive, REGSAM samView, const std::string& strKey, bool bVolatile)
+{
+    HKEY hKey = nullptr;
+    return RegCreateKeyExA(hHive, strKey.c_str(), 0, nullptr,
+                           bVolatile ? REG_OPTION_VOLATILE : REG_OPTION_NON_VOLATILE,
+                           KEY_ALL_ACCESS | samView, nullptr, &hKey, nullptr) == ERROR_SUCCESS
+               ? hKey
+               : nullptr;
+}
+
 } // namespace
 
 CScratchRegKey::CScratchRegKey(const char* pszParent)
 {
     const testing::TestInfo* pInfo = testing::UnitTest::GetInstance()->current_test_info();
     m_strPath = std::string(pszParent) + "\\IseTest_" + pInfo->test_suite_name() + "_" + pInfo->name();
-    Remove();
+    RawDeleteEverywhere(m_strPath);
 }
 
-void CScratchRegKey::Remove() const
+void CScratchRegKey::RawDeleteEverywhere(const std::string& strKey)
 {
     for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER, HKEY_CLASSES_ROOT})
     {
-        for (REGSAM samView : {KEY_WOW64_32KEY, KEY_WOW64_64KEY})
-            RawDeleteTree(hHive, samView, m_strPath);
+        for (REGSAM samView : {k_sam32, k_sam64})
+            RawDeleteTree(hHive, samView, strKey);
     }
+}
+
+CScratchAppKey::CScratchAppKey(unsigned int unAppID)
+    : m_strKey("Software\\Pellan\\Korvex\\Apps\\" + std::to_string(unAppID))
+{
+    CScratchRegKey::RawDeleteEverywhere(m_strKey);
 }
 
 void RawDeleteTree(HKEY hHive, REGSAM samView, const std::string& strKey)
@@ -56,19 +72,16 @@ int RawCountEntries(HKEY hHive, REGSAM samView, const std::string& strKey)
 
 bool RawCreateKey(HKEY hHive, REGSAM samView, const std::string& strKey, bool bVolatile)
 {
-    HKEY hKey = nullptr;
-    if (RegCreateKeyExA(hHive, strKey.c_str(), 0, nullptr,
-                        bVolatile ? REG_OPTION_VOLATILE : REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS | samView,
-                        nullptr, &hKey, nullptr) != ERROR_SUCCESS)
-        return false;
-    RegCloseKey(hKey);
-    return true;
+    HKEY hKey = CreateRaw(hHive, samView, strKey, bVolatile);
+    if (hKey)
+        RegCloseKey(hKey);
+    return hKey != nullptr;
 }
 
 bool RawSetValue(HKEY hHive, REGSAM samView, const std::string& strKey, const wchar_t* pwszName, DWORD dwType,
                  const void* pvData, DWORD cbData)
 {
-    HKEY hKey = RawCreateKey(hHive, samView, strKey) ? OpenRaw(hHive, samView, strKey) : nullptr;
+    HKEY hKey = CreateRaw(hHive, samView, strKey, false);
     const bool bSet = hKey && RegSetValueExW(hKey, pwszName, 0, dwType, static_cast<const BYTE*>(pvData),
                                              cbData) == ERROR_SUCCESS;
     if (hKey)
@@ -110,4 +123,11 @@ std::optional<DWORD> RawGetDword(HKEY hHive, REGSAM samView, const std::string& 
     if (!value || value->m_dwType != REG_DWORD)
         return std::nullopt;
     return *reinterpret_cast<const DWORD*>(value->m_strBytes.data());
+}
+
+std::filesystem::path BesideTestProgram(const char* pszName)
+{
+    wchar_t wszPath[MAX_PATH];
+    GetModuleFileNameW(nullptr, wszPath, MAX_PATH);
+    return std::filesystem::path(wszPath).replace_filename(pszName);
 }

@@ -1,11 +1,17 @@
 #pragma once
 // Raw Win32 access to the test prefix's registry, to see what the registry layer did
-// without going through it, and scratch keys that belong to one test.
+// without going through it, scratch keys that belong to one test, and the files that the
+// build puts beside the test program.
 
 #include <windows.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
+
+constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
+constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
+constexpr char k_szLayersKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion\\AppCompatFlags\\Layers";
 
 // pszParent\IseTest_<suite>_<test>, removed from every hive and view the tests use before
 // the test and after it.
@@ -13,13 +19,25 @@ class CScratchRegKey
 {
 public:
     explicit CScratchRegKey(const char* pszParent);
-    ~CScratchRegKey() { Remove(); }
+    ~CScratchRegKey() { RawDeleteEverywhere(m_strPath); }
     const char* Path() const { return m_strPath.c_str(); }
     std::string Sub(const char* pszChild) const { return m_strPath + "\\" + pszChild; }
+    static void RawDeleteEverywhere(const std::string& strKey);
 
 private:
-    void Remove() const;
     std::string m_strPath;
+};
+
+// "Software\Pellan\Korvex\Apps\<id>", removed alike.
+class CScratchAppKey
+{
+public:
+    explicit CScratchAppKey(unsigned int unAppID);
+    ~CScratchAppKey() { CScratchRegKey::RawDeleteEverywhere(m_strKey); }
+    const std::string& Key() const { return m_strKey; }
+
+private:
+    std::string m_strKey;
 };
 
 struct RawValue_s
@@ -55,3 +73,6 @@ inline bool RawSetString(HKEY hHive, REGSAM samView, const std::string& strKey, 
     return RawSetValue(hHive, samView, strKey, pwszName, REG_SZ, pwszValue,
                        (DWORD)(wcslen(pwszValue) + 1) * 2);
 }
+
+// A file in the test program's own folder.
+std::filesystem::path BesideTestProgram(const char* pszName);

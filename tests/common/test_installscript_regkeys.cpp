@@ -1,4 +1,4 @@
-// Run-once, language and progress records against the test prefix's real registry. Each
+// Run-once and progress records against the test prefix's real registry. Each
 // test owns an app id whose records are removed before and after it.
 
 #include <gtest/gtest.h>
@@ -14,61 +14,21 @@
 namespace
 {
 
-constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
-constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
-
-// The records of one app id, removed from both hives and both views before and after.
-class CScratchAppRecords
-{
-public:
-    explicit CScratchAppRecords(uint32 unAppID)
-        : m_unAppID(unAppID), m_strKey(std::string(k_szProductRegKey) + "\\Apps\\" + std::to_string(unAppID))
-    {
-        Remove();
-    }
-    ~CScratchAppRecords() { Remove(); }
-    void Remove() const
-    {
-        for (HKEY hHive : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER})
-        {
-            RawDeleteTree(hHive, k_sam32, m_strKey);
-            RawDeleteTree(hHive, k_sam64, m_strKey);
-        }
-    }
-    const uint32 m_unAppID;
-    const std::string m_strKey;
-};
-
-TEST(HasRunKeyPath, DefaultPerHiveAndTheEntrysOverride)
-{
-    auto pkvEntry = std::make_unique<KeyValues>("entry");
-    EXPECT_STREQ("HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\4294967295",
-                 GetHasRunKeyPath(pkvEntry.get(), 4294967295u, true).Get());
-    EXPECT_STREQ("HKEY_CURRENT_USER\\Software\\Pellan\\Korvex\\Apps\\440",
-                 GetHasRunKeyPath(pkvEntry.get(), 440, false).Get());
-    pkvEntry->SetKeyString("hasrunkey", "HKCU\\Software\\Elsewhere");
-    EXPECT_STREQ("HKCU\\Software\\Elsewhere", GetHasRunKeyPath(pkvEntry.get(), 440, true).Get());
-
-    EXPECT_EQ(1u, GetMinimumHasRunValue(pkvEntry.get()));
-    pkvEntry->SetKeyInt("MinimumHasRunValue", 2);
-    EXPECT_EQ(2u, GetMinimumHasRunValue(pkvEntry.get()));
-}
-
 TEST(HasRun, ThresholdsRiseButNeverFall)
 {
-    CScratchAppRecords records(910001);
+    CScratchAppKey appKey(910001);
     auto pkvEntry = std::make_unique<KeyValues>("entry");
-    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.m_unAppID, false);
-    const auto Stored = [&] { return RawGetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"entry"); };
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), 910001, false);
+    const auto Stored = [&] { return RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"entry"); };
 
     EXPECT_TRUE(BHasRun(strPath, "entry", 0)); // a missing record reads as 0
-    EXPECT_FALSE(BHasRun(strPath, "entry", 1));
+    EXPECT_FALSE(BHasRun(strPath, "entry", GetMinimumHasRunValue(pkvEntry.get()))); // 1 unless set
     SetHasRun(strPath, "entry", 1);
     EXPECT_EQ(1u, Stored());
     SetHasRun(strPath, "entry", 2); // a script that raises its minimum runs the entry once more
     EXPECT_EQ(2u, Stored());
 
-    ASSERT_TRUE(RawSetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"entry", 5));
+    ASSERT_TRUE(RawSetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"entry", 5));
     SetHasRun(strPath, "entry", 2);
     EXPECT_EQ(5u, Stored());
     // The comparison is unsigned: a minimum of -1 is never reached.
@@ -76,25 +36,27 @@ TEST(HasRun, ThresholdsRiseButNeverFall)
     EXPECT_FALSE(BHasRun(strPath, "entry", GetMinimumHasRunValue(pkvEntry.get())));
 
     // A string record is not a number: it reads as 0 and is replaced.
-    ASSERT_TRUE(RawSetString(HKEY_CURRENT_USER, 0, records.m_strKey, L"text", L"7"));
+    ASSERT_TRUE(RawSetString(HKEY_CURRENT_USER, 0, appKey.Key(), L"text", L"7"));
     EXPECT_FALSE(BHasRun(strPath, "text", 1));
     SetHasRun(strPath, "text", 1);
-    EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, records.m_strKey, L"text"));
+    EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"text"));
 }
 
 TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
 {
-    CScratchAppRecords records(910002);
+    CScratchAppKey appKey(910002);
     auto pkvEntry = std::make_unique<KeyValues>("Run It");
-    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), records.m_unAppID, true);
+    const CUtlString strPath = GetHasRunKeyPath(pkvEntry.get(), 910002, true);
+    EXPECT_STREQ("HKEY_LOCAL_MACHINE\\Software\\Pellan\\Korvex\\Apps\\4294967295",
+                 GetHasRunKeyPath(pkvEntry.get(), 4294967295u, true).Get());
     SetHasRun(strPath, "Run It", 3);
     for (REGSAM samView : {k_sam32, k_sam64})
-        EXPECT_EQ(3u, RawGetDword(HKEY_LOCAL_MACHINE, samView, records.m_strKey, L"Run It")) << samView;
+        EXPECT_EQ(3u, RawGetDword(HKEY_LOCAL_MACHINE, samView, appKey.Key(), L"Run It")) << samView;
 
-    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, records.m_strKey, L"Run It", 9));
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam64, appKey.Key(), L"Run It", 9));
     EXPECT_FALSE(BHasRun(strPath, "Run It", 4));
     // With no 32-bit record the 64-bit one answers.
-    RawDeleteTree(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey);
+    RawDeleteTree(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key());
     EXPECT_TRUE(BHasRun(strPath, "Run It", 9));
 }
 
@@ -130,38 +92,28 @@ TEST(HasRun, OverridesFollowTheScriptViewRuleAndBadPathsAreIgnored)
     EXPECT_FALSE(BHasRun(strPath, "Other", 1));
 }
 
-TEST(EntryLanguage, RoundTripsUnderTheUsersAppKey)
-{
-    CScratchAppRecords records(910004);
-    EXPECT_STREQ("", GetEntryLanguage(records.m_unAppID, "copy").Get());
-    ASSERT_TRUE(SetEntryLanguage(records.m_unAppID, "copy", "german"));
-    EXPECT_EQ("german", RawGetString(HKEY_CURRENT_USER, 0, records.m_strKey, L"copy_lang"));
-    EXPECT_STREQ("german", GetEntryLanguage(records.m_unAppID, "copy").Get());
-}
-
 TEST(InstallProgress, CountIsWrittenAndDeletedBesideTheServicesSteps)
 {
-    CScratchAppRecords records(910005);
-    InstallProgress_s progress = {7, 7, "stale"};
-    GetInstallProgress(records.m_unAppID, &progress);
-    EXPECT_EQ(0u, progress.m_unInstallSequence);
-    EXPECT_EQ(0u, progress.m_unInstallCount);
-    EXPECT_STREQ("", progress.m_strInstallDescription.Get());
+    CScratchAppKey appKey(910005);
+    // "<sequence> <count> <description>", over a record holding stale values.
+    const auto Progress = []
+    {
+        InstallProgress_s progress = {7, 7, "stale"};
+        GetInstallProgress(910005, &progress);
+        return std::to_string(progress.m_unInstallSequence) + " " +
+               std::to_string(progress.m_unInstallCount) + " " + progress.m_strInstallDescription.Get();
+    };
+    EXPECT_EQ("0 0 ", Progress());
+    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key(), L"InstallSequence", 2));
+    ASSERT_TRUE(RawSetString(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key(), L"InstallDescription", L"Runtime"));
+    ASSERT_TRUE(BSetInstallCount(910005, 4));
+    for (REGSAM samView : {k_sam32, k_sam64})
+        EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, samView, appKey.Key(), L"InstallCount"));
+    EXPECT_EQ("2 4 Runtime", Progress());
 
-    ASSERT_TRUE(RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey, L"InstallSequence", 2));
-    ASSERT_TRUE(
-        RawSetString(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey, L"InstallDescription", L"Runtime"));
-    ASSERT_TRUE(BSetInstallCount(records.m_unAppID, 4));
-    EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey, L"InstallCount"));
-    EXPECT_EQ(4u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam64, records.m_strKey, L"InstallCount"));
-    GetInstallProgress(records.m_unAppID, &progress);
-    EXPECT_EQ(2u, progress.m_unInstallSequence);
-    EXPECT_EQ(4u, progress.m_unInstallCount);
-    EXPECT_STREQ("Runtime", progress.m_strInstallDescription.Get());
-
-    ASSERT_TRUE(BDeleteInstallCount(records.m_unAppID));
-    EXPECT_EQ(0, RawCountEntries(HKEY_LOCAL_MACHINE, k_sam64, records.m_strKey));
-    EXPECT_EQ(2, RawCountEntries(HKEY_LOCAL_MACHINE, k_sam32, records.m_strKey)); // the service's steps stay
+    ASSERT_TRUE(BDeleteInstallCount(910005));
+    EXPECT_EQ(0, RawCountEntries(HKEY_LOCAL_MACHINE, k_sam64, appKey.Key()));
+    EXPECT_EQ(2, RawCountEntries(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key())); // the service's steps stay
 }
 
 TEST(RegistryStringMatches, ValueTextComparedIgnoringCase)

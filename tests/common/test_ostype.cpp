@@ -9,6 +9,7 @@
 #include <string>
 
 #include "common/ostype.h"
+#include "regtestutil.h"
 #include "spewcapture.h"
 
 namespace
@@ -56,7 +57,8 @@ TEST(OSType, EveryTypeHasItsOwnNameAndOthersAreUnknown)
     EXPECT_EQ(2, capture.CountAssertsContaining("Missing String for EOSType"));
 }
 
-TEST(OSType, RunningSystemIsAKnown64BitRelease)
+// The running system is no early Vista, so it never gets the display-driver flag.
+TEST(OSType, RunningSystemIsAKnown64BitReleaseWithoutTheVistaFlag)
 {
     OSVersion_s version;
     ASSERT_TRUE(BGetRunningOSVersion(&version));
@@ -64,51 +66,35 @@ TEST(OSType, RunningSystemIsAKnown64BitRelease)
     EXPECT_NE(k_EOSTypeUnknown, GetRunningOSType());
     EXPECT_EQ(GetOSTypeFromVersion(version), GetRunningOSType());
     EXPECT_TRUE(BIs64BitWindows());
+    EXPECT_TRUE(version.m_unMajor != 6 || version.m_unMinor != 0);
+    EXPECT_EQ(0, GetVistaKB940105Flag());
 }
 
-TEST(VistaKB940105, DriverVersionThresholds)
+TEST(VistaKB940105, OnlyEarlyVistaWithADriverOlderThanTheFixGetsTheFlag)
 {
     EXPECT_TRUE(BDriverPredatesKB940105(0x00060000, 0x177050A7));  // 6.0.6000.20647
     EXPECT_FALSE(BDriverPredatesKB940105(0x00060000, 0x177050A8)); // 6.0.6000.20648 itself
     EXPECT_TRUE(BDriverPredatesKB940105(0x00050002, 0xFFFFFFFF));
     EXPECT_FALSE(BDriverPredatesKB940105(0x00060001, 0x00000000));
-}
 
-std::wstring BesideTestProgram(const wchar_t* pwszName)
-{
-    wchar_t wszPath[MAX_PATH];
-    const DWORD cchPath = GetModuleFileNameW(nullptr, wszPath, MAX_PATH);
-    std::wstring strPath(wszPath, cchPath);
-    return strPath.substr(0, strPath.find_last_of(L'\\') + 1) + pwszName;
-}
-
-TEST(VistaKB940105, OnlyEarlyVistaWithAnOldVersionedDriverGetsTheFlag)
-{
     // version_de_en.exe carries file version 1.0.0.0; this test program carries none.
-    const std::wstring strOldDriver = BesideTestProgram(L"version_de_en.exe");
-    const std::wstring strNoVersion = BesideTestProgram(L"test_common.exe");
-    const std::wstring strMissing = BesideTestProgram(L"no_such_driver.sys");
     const struct
     {
         OSVersion_s m_version;
-        const std::wstring* m_pstrDriver;
+        const char* m_pszDriver;
         int m_nFlag;
-    } rgCases[] = {
-        {{k_unNT, 6, 0, 6000, false}, &strOldDriver, 1}, {{k_unNT, 6, 0, 5999, false}, &strOldDriver, 1},
-        {{k_unNT, 6, 0, 6001, false}, &strOldDriver, 0}, {{k_unNT, 6, 1, 6000, false}, &strOldDriver, 0},
-        {{k_unNT, 6, 0, 6000, false}, &strNoVersion, 0}, {{k_unNT, 6, 0, 6000, false}, &strMissing, 0}};
+    } rgCases[] = {{{k_unNT, 6, 0, 6000, false}, "version_de_en.exe", 1},
+                   {{k_unNT, 6, 0, 5999, false}, "version_de_en.exe", 1},
+                   {{k_unNT, 6, 0, 6001, false}, "version_de_en.exe", 0},
+                   {{k_unNT, 6, 1, 6000, false}, "version_de_en.exe", 0},
+                   {{k_unNT, 6, 0, 6000, false}, "test_common.exe", 0},
+                   {{k_unNT, 6, 0, 6000, false}, "no_such_driver.sys", 0}};
     for (const auto& testCase : rgCases)
     {
-        EXPECT_EQ(testCase.m_nFlag,
-                  GetVistaKB940105FlagFor(testCase.m_version, testCase.m_pstrDriver->c_str()))
-            << testCase.m_version.m_unMajor << "." << testCase.m_version.m_unMinor << "."
-            << testCase.m_version.m_unBuild;
-    }
-    OSVersion_s running;
-    ASSERT_TRUE(BGetRunningOSVersion(&running));
-    if (running.m_unMajor != 6 || running.m_unMinor != 0)
-    {
-        EXPECT_EQ(0, GetVistaKB940105Flag());
+        EXPECT_EQ(testCase.m_nFlag, GetVistaKB940105FlagFor(testCase.m_version,
+                                                            BesideTestProgram(testCase.m_pszDriver).c_str()))
+            << testCase.m_version.m_unMinor << "." << testCase.m_version.m_unBuild << " "
+            << testCase.m_pszDriver;
     }
 }
 

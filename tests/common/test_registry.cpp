@@ -10,15 +10,8 @@
 namespace
 {
 
-constexpr REGSAM k_sam32 = KEY_WOW64_32KEY;
-constexpr REGSAM k_sam64 = KEY_WOW64_64KEY;
 constexpr ERegKeyRoot k_eLM = k_ERegKeyRootLocalMachine;
 constexpr ERegKeyRoot k_eCU = k_ERegKeyRootCurrentUser;
-
-ERegKeyRoot Root(uint32 unRoot)
-{
-    return ERegKeyRoot(unRoot);
-}
 
 TEST(RegistryNames, NineNamesAndAnAssertForOthers)
 {
@@ -26,15 +19,15 @@ TEST(RegistryNames, NineNamesAndAnAssertForOthers)
     CSpewCapture capture;
     for (uint32 unHive = 1; unHive <= 3; ++unHive)
     {
-        EXPECT_STREQ(rgpszNames[unHive - 1], PchNameFromERegKeyRoot(Root(unHive)));
+        EXPECT_STREQ(rgpszNames[unHive - 1], PchNameFromERegKeyRoot(ERegKeyRoot(unHive)));
         EXPECT_EQ(std::string(rgpszNames[unHive - 1]) + " (force 32Bit)",
-                  PchNameFromERegKeyRoot(Root(unHive | 16)));
+                  PchNameFromERegKeyRoot(ERegKeyRoot(unHive | 16)));
         EXPECT_EQ(std::string(rgpszNames[unHive - 1]) + " (force 64Bit)",
-                  PchNameFromERegKeyRoot(Root(unHive | 32)));
+                  PchNameFromERegKeyRoot(ERegKeyRoot(unHive | 32)));
     }
     EXPECT_EQ(0, capture.CountAsserts());
-    EXPECT_STREQ("Unknown", PchNameFromERegKeyRoot(Root(0)));
-    EXPECT_STREQ("Unknown", PchNameFromERegKeyRoot(Root(49)));
+    EXPECT_STREQ("Unknown", PchNameFromERegKeyRoot(ERegKeyRoot(0)));
+    EXPECT_STREQ("Unknown", PchNameFromERegKeyRoot(ERegKeyRoot(49)));
     EXPECT_EQ(2, capture.CountAsserts());
     EXPECT_EQ(
         1, capture.CountAssertsContaining("Missing String for ERegKeyRoot (49). If this comes from user "
@@ -50,7 +43,7 @@ TEST(RegistryViews, FlagsPickTheViewUnknownHivesAreLocalMachine)
     {
         SCOPED_TRACE(rgCase[0]);
         const std::string strKey = scratch.Sub(std::to_string(rgCase[0]).c_str());
-        ASSERT_TRUE(BSetRegistryValueUint(Root(rgCase[0]), strKey.c_str(), "v", 1));
+        ASSERT_TRUE(BSetRegistryValueUint(ERegKeyRoot(rgCase[0]), strKey.c_str(), "v", 1));
         EXPECT_EQ(rgCase[1] != 0, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, strKey, L"v").has_value());
         EXPECT_EQ(rgCase[2] != 0, RawGetDword(HKEY_LOCAL_MACHINE, k_sam64, strKey, L"v").has_value());
     }
@@ -65,7 +58,7 @@ TEST(RegistryProductKey, WritesGoToBothViewsAndThe32BitOneDecides)
 {
     CScratchRegKey scratch(k_szProductRegKey);
     ASSERT_TRUE(BSetRegistryValueStr(k_eLM, scratch.Path(), "s", "text"));
-    ASSERT_TRUE(BSetRegistryValueUint(Root(17), scratch.Path(), "only32", 1));
+    ASSERT_TRUE(BSetRegistryValueUint(ERegKeyRoot(17), scratch.Path(), "only32", 1));
     for (REGSAM samView : {k_sam32, k_sam64})
         EXPECT_EQ("text", RawGetString(HKEY_LOCAL_MACHINE, samView, scratch.Path(), L"s"));
     EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, k_sam64, scratch.Path(), L"only32"));
@@ -97,7 +90,7 @@ TEST(RegistryProductKey, ReadsTry32BitFirstThenRoot1)
     const std::string strUpper =
         "SOFTWARE\\PELLAN\\KORVEX" + std::string(scratch.Path()).substr(sizeof(k_szProductRegKey) - 1);
     EXPECT_STREQ("from32", GetRegistryValueStr(k_eLM, strUpper.c_str(), "both"));
-    EXPECT_STREQ("from64", GetRegistryValueStr(Root(33), scratch.Path(), "both"));
+    EXPECT_STREQ("from64", GetRegistryValueStr(ERegKeyRoot(33), scratch.Path(), "both"));
     EXPECT_EQ(64u, GetRegistryValueUint(k_eLM, scratch.Path(), "only64"));
     // Outside the product key root 1 reads the native view only.
     EXPECT_STREQ("", GetRegistryValueStr(k_eLM, plain.Path(), "only32"));
@@ -153,8 +146,8 @@ TEST(RegistryKeys, DeleteKeepsTheKeyDeleteValueCreatesItEnumerateByIndex)
     char szName[16];
     EXPECT_TRUE(BEnumerateRegistryKey(k_eLM, scratch.Path(), 0, szName, sizeof(szName)));
     EXPECT_STREQ("sub32", szName);
-    EXPECT_FALSE(BEnumerateRegistryKey(Root(17), scratch.Path(), 1, szName, sizeof(szName)));
-    EXPECT_FALSE(BEnumerateRegistryKey(Root(33), scratch.Path(), 0, szName, 3));
+    EXPECT_FALSE(BEnumerateRegistryKey(ERegKeyRoot(17), scratch.Path(), 1, szName, sizeof(szName)));
+    EXPECT_FALSE(BEnumerateRegistryKey(ERegKeyRoot(33), scratch.Path(), 0, szName, 3));
     // The 32-bit copy has no values, so root 1 falls back to the native view.
     unsigned int unType = 0;
     EXPECT_TRUE(BEnumerateRegistryValue(k_eLM, scratch.Path(), 0, szName, sizeof(szName), &unType));

@@ -10,17 +10,7 @@
 namespace
 {
 
-const char k_szLayersKey[] = "Software\\Microsoft\\Windows NT\\CurrentVersion\\AppCompatFlags\\Layers";
-
-std::string BesideTestProgram(const char* pszName)
-{
-    char szPath[MAX_PATH];
-    GetModuleFileNameA(nullptr, szPath, sizeof(szPath));
-    std::string strPath(szPath);
-    return strPath.substr(0, strPath.find_last_of('\\') + 1) + pszName;
-}
-
-TEST(ExpandEnvironment, ReplacesKnownNamesAndKeepsTheRest)
+TEST(ExpandEnvironment, ReplacesKnownNamesKeepsTheRestAndRefusesTextPastTheSystemLimit)
 {
     ASSERT_TRUE(SetEnvironmentVariableW(L"ISE_TEST_VAR", L"Gr\u00fc\u00dfe \u65e5"));
     EXPECT_STREQ("a Gr\xC3\xBC\xC3\x9F\x65 \xE6\x97\xA5 b",
@@ -30,11 +20,8 @@ TEST(ExpandEnvironment, ReplacesKnownNamesAndKeepsTheRest)
     EXPECT_STREQ("", ExpandEnvironmentStringsUTF8(nullptr));
     ASSERT_TRUE(SetEnvironmentVariableA("ISE_TEST_VAR", "plain"));
     EXPECT_STREQ("[plain] %NOSUCHVAR%", ExpandEnvironmentStringsMultiByte("[%ISE_TEST_VAR%] %NOSUCHVAR%"));
-}
 
-// Longer text is refused with the sizing-call message instead of reaching the system.
-TEST(ExpandEnvironment, TextBeyondTheSystemLimitFailsWithTheSizingMessage)
-{
+    // Longer text is refused with the sizing-call message instead of reaching the system.
     const std::string strLongest(32766, 'x');
     EXPECT_EQ(strLongest.size(), strlen(ExpandEnvironmentStringsMultiByte(strLongest.c_str())));
     CSpewCapture capture;
@@ -62,12 +49,12 @@ TEST(VersionDescription, LastConsideredTranslationWins)
     for (const auto& test : rgCases)
     {
         SCOPED_TRACE(std::string(test.m_pszFile) + " " + std::to_string(test.m_eLanguage));
-        EXPECT_TRUE(BGetFileVersionDescription(BesideTestProgram(test.m_pszFile).c_str(), &strDescription,
-                                               test.m_eLanguage));
+        EXPECT_TRUE(BGetFileVersionDescription(BesideTestProgram(test.m_pszFile).u8string().c_str(),
+                                               &strDescription, test.m_eLanguage));
         EXPECT_STREQ(test.m_pszExpected, strDescription);
     }
-    EXPECT_FALSE(BGetFileVersionDescription(BesideTestProgram("test_common.exe").c_str(), &strDescription,
-                                            k_ELanguageEnglish));
+    EXPECT_FALSE(BGetFileVersionDescription(BesideTestProgram("test_common.exe").u8string().c_str(),
+                                            &strDescription, k_ELanguageEnglish));
     EXPECT_STREQ("", strDescription);
 }
 

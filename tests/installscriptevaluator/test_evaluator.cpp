@@ -7,7 +7,6 @@
 #include <windows.h>
 
 #include "evaluatortestsupport.h"
-#include "regtestutil.h"
 
 namespace
 {

@@ -12,7 +12,6 @@
 #include <tuple>
 
 #include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "tier1/keyvalues.h"
 
 namespace fs = std::filesystem;
@@ -32,14 +31,9 @@ public:
     {
         return "\"language\" \"" + strLanguage + "\" \"compat_installscript\" { " + m_strScript + " }";
     }
-    // Runs the job and answers its log lines without the app's own prefix, which they must carry.
     std::vector<std::string> Run(const std::string& strLanguage = "english") const
     {
-        std::vector<std::string> vecLines = RunGroupJob(m_dir, m_unAppID, m_nMode, GroupKeys(strLanguage));
-        const std::string strPrefix = "[AppID " + std::to_string(m_unAppID) + "] ";
-        for (std::string& strLine : vecLines)
-            strLine = strLine.rfind(strPrefix, 0) == 0 ? strLine.substr(strPrefix.size()) : "?" + strLine;
-        return vecLines;
+        return RunGroupJob(m_dir, m_unAppID, m_nMode, GroupKeys(strLanguage));
     }
     void Write(const std::string& strName, const std::string& strText) const
     {

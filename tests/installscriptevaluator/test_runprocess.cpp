@@ -6,7 +6,6 @@
 #include <windows.h>
 
 #include "evaluatortestsupport.h"
-#include "regtestutil.h"
 #include "tier1/keyvalues.h"
 
 namespace
@@ -46,8 +45,8 @@ TEST(RunProcess, LaunchQueuesWhatIsStillNeededInWalkOrder)
     // a match; "present" matches by its second pair. The script's "process" is the record
     // key "Process": one name, spelled as first interned.
     JobList_t vecJobs;
-    EXPECT_EQ((std::vector<std::string>{"[AppID 990501] Failed to build Run Process keys for Process",
-                                        "[AppID 990501] Failed to build Run Process keys for processx"}),
+    EXPECT_EQ((std::vector<std::string>{"Failed to build Run Process keys for Process",
+                                        "Failed to build Run Process keys for processx"}),
               RunWithStub(dir, 990501, 1, R"("language" "german" "compat_installscript" {
         "Run Process" {
             "redist" { "process 1" "%INSTALLDIR%\\vcredist\\x.exe" "command 1" "/q"
@@ -105,7 +104,7 @@ TEST(RunProcess, UninstallQueuesEveryProgramIgnoringItsRecord)
         "Run Process On Uninstall" { "un" { "process" "C:\\x\\DXSETUP.exe" "process2" "u.exe" }
             "odd" { "process" "@32767@" "process 2" "@32766@" "process 3" "x@FF@.exe" } } })";
     JobList_t vecJobs;
-    EXPECT_EQ(std::vector<std::string>{"[AppID 990502] Failed to build Run Process keys for Process"},
+    EXPECT_EQ(std::vector<std::string>{"Failed to build Run Process keys for Process"},
               RunWithStub(dir, 990502, 3,
                           Replaced(Replaced(Replaced(pszScript, "@32767@", std::string(32767, 'a')),
                                             "@32766@", std::string(32766, 'a')),
