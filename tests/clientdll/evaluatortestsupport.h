@@ -1,7 +1,5 @@
 #pragma once
-// Helpers of the evaluator's tests under Wine: a fresh working directory per case, path
-// forms, files and log lines, KeyValues text, and the stub of the platform's service; with
-// the raw registry helpers.
+// Helpers of the evaluator's tests under Wine (and, through regtestutil.h, the registry's).
 
 #include <functional>
 #include <memory>

@@ -1,9 +1,6 @@
-// Stands in for the platform's elevated service, started from the test's working
-// directory as legacycompat\KorvexService.exe /installscript "<admin script>" <app id>.
-// It notes its arguments in "service_record.txt", copies the admin script while the
-// evaluator holds it and checks that it cannot be changed, writes the progress records of
-// a step, lingers while the evaluator polls, notes the step count and progress file it
-// saw meanwhile, and ends with an exit code the evaluator must ignore.
+// Stands in for the platform's elevated service (legacycompat\KorvexService.exe
+// /installscript "<admin script>" <app id>): notes what it was handed and saw while the
+// evaluator polled in "service_record.txt", and ends with an exit code to be ignored.
 
 #include <windows.h>
 

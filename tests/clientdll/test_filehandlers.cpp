@@ -1,6 +1,5 @@
-// The file-section handlers in-process, where what the log and the files do not show can
-// be seen: the result rule of "Create Folders", the failures of "File Template" and the
-// limits of the folder tree copy.
+// The file-section handlers in-process, where results and limits show that the log and
+// the files do not.
 
 #include <gtest/gtest.h>
 

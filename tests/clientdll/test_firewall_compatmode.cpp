@@ -1,7 +1,5 @@
-// Firewall and compatibility-mode sections. The firewall is asked for in-process, where a
-// handler's result shows: this program has no firewall, so an entry that gets past its
-// run-once and requirement checks fails without a word. Compatibility layers are checked
-// end to end through the real evaluator and the prefix's Layers key.
+// Firewall in-process, as this program has no firewall and only a handler's result shows;
+// compatibility layers end to end through the prefix's Layers key.
 
 #include <gtest/gtest.h>
 

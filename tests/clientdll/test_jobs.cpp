@@ -1,7 +1,5 @@
-// Standalone jobs run in-process against the prefix's real registry and files: the run
-// state of the first group, each walk's own variables, the job's own failures, and the
-// administrator hand-off through the service stub. The Run Process handler is watched for
-// the run state each walk sees, then does its real work.
+// Standalone jobs in-process against the prefix's registry and files, with the Run Process
+// handler watched for the run state each walk sees; and the hand-off to the service stub.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,4 @@
-// The manager's own operations: flags, start and stop, script preparation, the walks'
-// assertions, the current-step query and the progress file.
+// The manager's own operations, outside any job.
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,5 @@
-// The registry section: the real evaluator installing and uninstalling a script's
-// registry values in every view, and the writers in-process where the text itself is the
-// point (code page against UTF-8, overlong values, null arguments).
+// The registry section end to end, and its writers in-process where the text itself is
+// the point.
 
 #include <gtest/gtest.h>
 

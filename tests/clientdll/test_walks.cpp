@@ -1,6 +1,4 @@
-// The section walks of each mode, seen through a handler set that records every call:
-// fixed order whatever the file order, entries versus values, registry names parsed or
-// skipped, results ANDed without stopping, and the cleanup walk's flags and "NoCleanUp".
+// The section walks of each mode, seen through a handler set that records every call.
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,6 @@
 #pragma once
 // Raw Win32 access to the test prefix's registry, to see what the registry layer did
-// without going through it, scratch keys that belong to one test, and the files that the
-// build puts beside the test program.
+// without going through it; scratch keys; the files the build puts beside the test program.
 
 #include <windows.h>
 

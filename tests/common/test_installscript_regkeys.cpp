@@ -1,5 +1,4 @@
-// Run-once and progress records against the test prefix's real registry. Each
-// test owns an app id whose records are removed before and after it.
+// Run-once and progress records against the test prefix's real registry.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,4 @@
-// OS types from version numbers, their names, the running system, and the Vista display
-// driver check.
+// OS types, their names, the running system and the Vista display-driver check.
 
 #include <gtest/gtest.h>
 

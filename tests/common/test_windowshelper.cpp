@@ -1,5 +1,4 @@
-// Windows helpers on the test prefix: environment expansion, version descriptions, the
-// UTF-8 registry string helpers with their error codes, and compatibility layers.
+// Windows helpers on the test prefix.
 
 #include <gtest/gtest.h>
 

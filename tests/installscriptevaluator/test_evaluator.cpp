@@ -1,6 +1,4 @@
-// The real evaluator started as the platform starts it, in a fresh working directory per
-// case: command-line forms, job files, path translation (and a build outside it), exact
-// log lines, and the cleanup walk's effect on run-once records in the registry.
+// The real evaluator started as the platform starts it, in a fresh working directory.
 
 #include <gtest/gtest.h>
 
@@ -11,56 +9,48 @@
 namespace
 {
 
-TEST(Evaluator, CommandLineForms)
+TEST(Evaluator, CommandLineFormsJobFilesExitCodesAndLogLines)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990401);
     // Progress records exist, but a fresh process runs nothing and so answers nothing.
-    RawSetDword(HKEY_LOCAL_MACHINE, KEY_WOW64_32KEY, appKey.Key(), L"InstallCount", 3);
-    const std::vector<std::string> rgvecArgs[] = {
-        {}, {"--GET-CURRENT-STEP", "990401"}, {"--get-current-step", "0x10"}, {"missing.vdf"}};
-    for (const std::vector<std::string>& vecArgs : rgvecArgs)
-    {
-        const EvaluatorRun_s run = RunEvaluator(dir, vecArgs);
-        EXPECT_EQ(1, run.m_nExitCode) << vecArgs.size();
-        EXPECT_EQ("", run.m_strOutput);
-    }
-    EXPECT_FALSE(dir.Exists("installscriptevalutor_log.txt"));
-
-    // Without an app id, or with one argument too many, the option names a job file.
-    dir.Write("--get-current-step",
-              Job(Group(990401, 7, dir.HostPath("game"), "\"compat_installscript\" {}")));
-    EXPECT_EQ(0, RunEvaluator(dir, {"--get-current-step"}).m_nExitCode);
-    EXPECT_EQ(0, RunEvaluator(dir, {"--get-current-step", "990401", "more"}).m_nExitCode);
-    EXPECT_EQ(2u, dir.LogLines().size());
-}
-
-TEST(Evaluator, JobFilesExitCodesAndLogLines)
-{
-    CScratchDir dir;
+    RawSetDword(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key(), L"InstallCount", 3);
     const std::string strGame = dir.HostPath("game");
-    const std::string strTranslated = "[Standalone] translated install path: " + dir.File("game");
+    const std::string strLogged = "[Standalone] translated install path: " + dir.File("game");
     const std::string strScript = "\"compat_installscript\" { \"Registry\" {} }";
-    const std::string strGroup = Group(990402, 1, strGame, strScript);
+    const std::string strGroup = Group(990401, 1, strGame, strScript);
+    const std::string strJob = Job(strGroup);
+    const std::string strNoScript = "[Standalone] missing a compat_installscript section";
     const std::string strUntranslated = "[Standalone] failed to translate path";
-    // {job text, build of the evaluator, exit code, log}
-    const std::tuple<std::string, const char*, int, std::vector<std::string>> rgCases[] = {
-        {Job(strGroup), ISE_EVALUATOR_EXE, 0, {strTranslated}},
-        {Job(Group(990402, 7, strGame, strScript)), ISE_EVALUATOR_EXE, 0, {strTranslated}},
-        {Job(Group(990402, 1, strGame, "") + strGroup),
-         ISE_EVALUATOR_EXE,
-         1,
-         {"[Standalone] missing a compat_installscript section", strTranslated}},
-        {Job(strGroup + strGroup), ISE_EVALUATOR_NOTRANSLATION_EXE, 1, {strUntranslated, strUntranslated}},
-        {"{{ \"x\" } } }", ISE_EVALUATOR_EXE, 0, {}},
-        {"", ISE_EVALUATOR_EXE, 0, {}},
-    };
-    for (const auto& [strJob, pszHostExe, nExitCode, vecLog] : rgCases)
+    const char* pszOutside = ISE_EVALUATOR_NOTRANSLATION_EXE;
+    const std::vector<std::string> vecJob = {"job.vdf"};
+    // {arguments, job text in "job.vdf" and "--get-current-step", build (or the real one), exit code, log}
+    const std::tuple<std::vector<std::string>, std::string, const char*, int, std::vector<std::string>>
+        rgCases[] = {
+            {{}, strJob, nullptr, 1, {}},
+            {{"--GET-CURRENT-STEP", "990401"}, strJob, nullptr, 1, {}},
+            {{"--get-current-step", "0x10"}, strJob, nullptr, 1, {}},
+            {{"missing.vdf"}, strJob, nullptr, 1, {}},
+            // Without an app id, or with one argument too many, the option names a job file.
+            {{"--get-current-step"}, strJob, nullptr, 0, {strLogged}},
+            {{"--get-current-step", "990401", "more"}, strJob, nullptr, 0, {strLogged}},
+            {vecJob, Job(Group(990401, 7, strGame, strScript)), nullptr, 0, {strLogged}},
+            {vecJob, Job(Group(990401, 1, strGame, "") + strGroup), nullptr, 1, {strNoScript, strLogged}},
+            {vecJob, Job(strGroup + strGroup), pszOutside, 1, {strUntranslated, strUntranslated}},
+            {vecJob, "{{ \"x\" } } }", nullptr, 0, {}},
+            {vecJob, "", nullptr, 0, {}},
+        };
+    for (const auto& [vecArgs, strJobText, pszHostExe, nExitCode, vecLog] : rgCases)
     {
+        SCOPED_TRACE((vecArgs.empty() ? "" : vecArgs[0]) + " " + strJobText);
         DeleteFileW(Widen(dir.File("installscriptevalutor_log.txt")).c_str());
-        dir.Write("job.vdf", strJob);
-        EXPECT_EQ(nExitCode, RunEvaluator(dir, {"job.vdf"}, pszHostExe).m_nExitCode) << strJob;
-        EXPECT_EQ(vecLog, dir.LogLines()) << strJob;
+        dir.Write("job.vdf", strJobText);
+        dir.Write("--get-current-step", strJobText);
+        const EvaluatorRun_s run = RunEvaluator(dir, vecArgs, pszHostExe ? pszHostExe : ISE_EVALUATOR_EXE);
+        EXPECT_EQ(nExitCode, run.m_nExitCode);
+        // No step answered and no diagnostics.
+        EXPECT_TRUE(vecArgs == vecJob || run.m_strOutput.empty()) << run.m_strOutput;
+        EXPECT_EQ(vecLog, dir.LogLines());
     }
 }
 

@@ -1,6 +1,5 @@
-// The file sections end to end: the real evaluator under Wine on real files and the real
-// registry, the symbolic-link records as the service stub receives them, uninstall
-// deletions, malformed entries, and a copy run killed half-way and run again.
+// The file sections end to end, on real files and the real registry, with the symbolic
+// links as the service stub receives them.
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,4 @@
-// The Run Process section through the real evaluator: the job records the service stub is
-// handed in "runasadmin.vdf", which entries become jobs, and the step count it sees.
+// The Run Process section end to end: the job records the service stub is handed.
 
 #include <gtest/gtest.h>
 
