@@ -91,9 +91,8 @@ std::string BuildFirstRunScript()
     }
     strScript += " } \"Run Process\" {";
     for (const char* pszRedist : k_rgpszFirstRunRedists)
-        strScript += std::string(" \"") + pszRedist +
-                     "\" { \"process 1\" \"%INSTALLDIR%\\\\Redist\\\\" + pszRedist +
-                     "\\\\setup.exe\" \"command 1\" \"/quiet /norestart\" }";
+        strScript += std::string(" \"") + pszRedist + "\" { \"process 1\" \"%INSTALLDIR%\\\\Redist\\\\" +
+                     pszRedist + "\\\\setup.exe\" \"command 1\" \"/quiet /norestart\" }";
     strScript += " } \"Copy Files\" {";
     for (int i = 0; i < k_nFirstRunCopies; ++i)
     {
