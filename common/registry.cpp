@@ -105,7 +105,7 @@ private:
     HKEY m_hKey = nullptr;
 };
 
-// Borrows a callable that takes only the root, so the view rules below can run one
+// Borrows a callable that takes only the root, so the view rules of writes can run one
 // piece of work once or twice.
 class CRegistryWork
 {
@@ -132,12 +132,19 @@ bool BIsDualViewKey(ERegKeyRoot eRoot, StringView svKey)
     return eRoot == k_ERegKeyRootLocalMachine && BIsProductRegKey(svKey);
 }
 
-// The product's machine-wide keys are read from the 32-bit view first.
-bool BRunRegistryRead(ERegKeyRoot eRoot, StringView svKey, CRegistryWork work)
+// Runs fnRead on the key opened with samAccess; the product's machine-wide keys are
+// read from the 32-bit view first.
+template <typename TRead>
+bool BReadRegistryKey(ERegKeyRoot eRoot, StringView svKey, REGSAM samAccess, const TRead& fnRead)
 {
-    if (BIsDualViewKey(eRoot, svKey) && work(k_eRootLocalMachine32))
+    auto BReadIn = [&](ERegKeyRoot eRunRoot)
+    {
+        CRegKey key;
+        return key.BOpen(eRunRoot, svKey, samAccess) && fnRead(key.Get());
+    };
+    if (BIsDualViewKey(eRoot, svKey) && BReadIn(k_eRootLocalMachine32))
         return true;
-    return work(eRoot);
+    return BReadIn(eRoot);
 }
 
 // The product's machine-wide keys are written to both views; the 32-bit copy decides.
@@ -191,14 +198,10 @@ bool BIsProductRegKey(StringView svKey)
 bool BGetRegistryValueStr(ERegKeyRoot eRoot, StringView svKey, StringView svValueName, char* pchValue,
                           unsigned int cubValue)
 {
-    return BRunRegistryRead(eRoot, svKey,
-                            [&](ERegKeyRoot eRunRoot)
-                            {
-                                CRegKey key;
-                                return key.BOpen(eRunRoot, svKey, KEY_READ) &&
-                                       RegQueryValueUTF8(key.Get(), svValueName.Get(), pchValue, cubValue) ==
-                                           ERROR_SUCCESS;
-                            });
+    return BReadRegistryKey(
+        eRoot, svKey, KEY_READ,
+        [&](HKEY hKey)
+        { return RegQueryValueUTF8(hKey, svValueName.Get(), pchValue, cubValue) == ERROR_SUCCESS; });
 }
 
 bool BGetRegistryValueStr(ERegKeyRoot eRoot, StringView svKey, StringView svValueName, CUtlString* pstrValue)
@@ -206,29 +209,22 @@ bool BGetRegistryValueStr(ERegKeyRoot eRoot, StringView svKey, StringView svValu
     Assert(pstrValue);
     if (!pstrValue)
         return false;
-    return BRunRegistryRead(eRoot, svKey,
-                            [&](ERegKeyRoot eRunRoot)
-                            {
-                                CRegKey key;
-                                return key.BOpen(eRunRoot, svKey, KEY_READ) &&
-                                       RegQueryValueUTF8String(key.Get(), svValueName.Get(), pstrValue) ==
-                                           ERROR_SUCCESS;
-                            });
+    return BReadRegistryKey(
+        eRoot, svKey, KEY_READ,
+        [&](HKEY hKey)
+        { return RegQueryValueUTF8String(hKey, svValueName.Get(), pstrValue) == ERROR_SUCCESS; });
 }
 
 bool BGetRegistryValueUint(ERegKeyRoot eRoot, StringView svKey, StringView svValueName,
                            unsigned int* punValue)
 {
-    return BRunRegistryRead(eRoot, svKey,
-                            [&](ERegKeyRoot eRunRoot)
+    return BReadRegistryKey(eRoot, svKey, KEY_READ,
+                            [&](HKEY hKey)
                             {
-                                CRegKey key;
-                                if (!key.BOpen(eRunRoot, svKey, KEY_READ))
-                                    return false;
                                 DWORD dwType = REG_NONE;
                                 DWORD dwValue = 0;
                                 DWORD cbValue = sizeof(dwValue);
-                                if (RegQueryValueExA(key.Get(), svValueName.Get(), nullptr, &dwType,
+                                if (RegQueryValueExA(hKey, svValueName.Get(), nullptr, &dwType,
                                                      reinterpret_cast<BYTE*>(&dwValue),
                                                      &cbValue) != ERROR_SUCCESS ||
                                     dwType != REG_DWORD)
@@ -241,15 +237,12 @@ bool BGetRegistryValueUint(ERegKeyRoot eRoot, StringView svKey, StringView svVal
 bool BGetRegistryValueBin(ERegKeyRoot eRoot, StringView svKey, StringView svValueName,
                           unsigned char* pubValue, unsigned int* pcubValue)
 {
-    return BRunRegistryRead(eRoot, svKey,
-                            [&](ERegKeyRoot eRunRoot)
+    return BReadRegistryKey(eRoot, svKey, KEY_READ,
+                            [&](HKEY hKey)
                             {
-                                CRegKey key;
-                                if (!key.BOpen(eRunRoot, svKey, KEY_READ))
-                                    return false;
                                 DWORD dwType = REG_NONE;
                                 DWORD cbValue = *pcubValue;
-                                const LSTATUS status = RegQueryValueExA(key.Get(), svValueName.Get(), nullptr,
+                                const LSTATUS status = RegQueryValueExA(hKey, svValueName.Get(), nullptr,
                                                                         &dwType, pubValue, &cbValue);
                                 // The size is reported for a value that did not fit, too: callers probe with
                                 // 0.
@@ -333,29 +326,25 @@ bool BDeleteRegistryKey(ERegKeyRoot eRoot, StringView svKey)
 bool BEnumerateRegistryKey(ERegKeyRoot eRoot, StringView svKey, unsigned int unIndex, char* pchName,
                            unsigned int cchName)
 {
-    return BRunRegistryRead(eRoot, svKey,
-                            [&](ERegKeyRoot eRunRoot)
+    return BReadRegistryKey(eRoot, svKey, KEY_ENUMERATE_SUB_KEYS,
+                            [&](HKEY hKey)
                             {
-                                CRegKey key;
                                 DWORD cchNameInOut = cchName;
-                                return key.BOpen(eRunRoot, svKey, KEY_ENUMERATE_SUB_KEYS) &&
-                                       RegEnumKeyExA(key.Get(), unIndex, pchName, &cchNameInOut, nullptr,
-                                                     nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+                                return RegEnumKeyExA(hKey, unIndex, pchName, &cchNameInOut, nullptr, nullptr,
+                                                     nullptr, nullptr) == ERROR_SUCCESS;
                             });
 }
 
 bool BEnumerateRegistryValue(ERegKeyRoot eRoot, StringView svKey, unsigned int unIndex, char* pchName,
                              unsigned int cchName, unsigned int* punType)
 {
-    return BRunRegistryRead(eRoot, svKey,
-                            [&](ERegKeyRoot eRunRoot)
+    return BReadRegistryKey(eRoot, svKey, KEY_QUERY_VALUE,
+                            [&](HKEY hKey)
                             {
-                                CRegKey key;
                                 DWORD cchNameInOut = cchName;
                                 DWORD dwType = REG_NONE;
-                                if (!key.BOpen(eRunRoot, svKey, KEY_QUERY_VALUE) ||
-                                    RegEnumValueA(key.Get(), unIndex, pchName, &cchNameInOut, nullptr,
-                                                  &dwType, nullptr, nullptr) != ERROR_SUCCESS)
+                                if (RegEnumValueA(hKey, unIndex, pchName, &cchNameInOut, nullptr, &dwType,
+                                                  nullptr, nullptr) != ERROR_SUCCESS)
                                     return false;
                                 if (punType)
                                     *punType = dwType;
