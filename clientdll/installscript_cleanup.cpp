@@ -6,10 +6,5 @@
 
 bool CInstallScriptManagerWin32::BForgetHasRunRecord(KeyValues* pkvEntry, bool bMachineWide)
 {
-    const CUtlString strKeyPath = GetHasRunKeyPath(pkvEntry, GetRunScriptAppID(), bMachineWide);
-    ERegKeyRoot eRoot;
-    CUtlString strKey;
-    if (!BParseInstallScriptRegKey(strKeyPath, &eRoot, &strKey, nullptr))
-        return false;
-    return BDeleteRegistryValue(eRoot, strKey, pkvEntry->GetName());
+    return CHasRunRecord::ForEntry(pkvEntry, GetRunScriptAppID(), bMachineWide).BForget();
 }

@@ -8,7 +8,7 @@
 
 bool CInstallScriptManagerWin32::OnCompatibilityModeKey(KeyValues* pkvEntry)
 {
-    const CUtlString strHasRunKey = GetHasRunKeyPath(pkvEntry, GetRunScriptAppID(), false);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pkvEntry, GetRunScriptAppID(), false, 1);
     // The key name is spelled so in every script out there.
     const CUtlString strExePath = ExpandEnvironmentStringsUTF8(pkvEntry->GetKeyString("Executeable", ""));
     const bool bHasExe = !strExePath.IsEmpty();
@@ -20,13 +20,13 @@ bool CInstallScriptManagerWin32::OnCompatibilityModeKey(KeyValues* pkvEntry)
             BSetAppCompatLayer(true, strExePath, "");
         return true;
     }
-    if (BHasRun(strHasRunKey, pkvEntry->GetName(), 1))
+    if (record.BHasRun())
         return true;
     if (!bHasExe || !BSetAppCompatLayer(true, strExePath, pkvEntry->GetKeyString("CompatMode", "")))
     {
         ScriptLog("Failed to set compatibility mode for \"%s\"", strExePath.Get());
         return false;
     }
-    SetHasRun(strHasRunKey, pkvEntry->GetName(), 1);
+    record.SetHasRun();
     return true;
 }

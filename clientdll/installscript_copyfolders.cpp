@@ -6,6 +6,7 @@
 #include "clientdll/installscript_fileentry.h"
 #include "clientdll/installscript_requirements.h"
 #include "clientdll/installscript_win32.h"
+#include "common/installscript_regkeys.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
 #include "tier1/fileio.h"
@@ -83,7 +84,7 @@ bool CInstallScriptManagerWin32::OnCopyFoldersKey(KeyValues* pCopyFoldersKey)
     Assert(pCopyFoldersKey);
     if (!pCopyFoldersKey)
         return false;
-    const CFileEntryRecord record(pCopyFoldersKey, GetRunScriptAppID());
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pCopyFoldersKey, GetRunScriptAppID(), false);
     if (record.BHasRun() || !BCheckRequirements(pCopyFoldersKey, m_szLanguage))
         return true;
 

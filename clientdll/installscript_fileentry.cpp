@@ -1,25 +1,8 @@
 #include "clientdll/installscript_fileentry.h"
 
-#include "common/installscript_regkeys.h"
 #include "tier1/fileio.h"
 #include "tier1/keyvalues.h"
 #include "vstdlib/strtools.h"
-
-CFileEntryRecord::CFileEntryRecord(KeyValues* pkvEntry, uint32 unAppID)
-    : m_pszEntryName(pkvEntry->GetName()), m_strKeyPath(GetHasRunKeyPath(pkvEntry, unAppID, false)),
-      m_unMinimum(GetMinimumHasRunValue(pkvEntry))
-{
-}
-
-bool CFileEntryRecord::BHasRun() const
-{
-    return ::BHasRun(m_strKeyPath, m_pszEntryName, m_unMinimum);
-}
-
-void CFileEntryRecord::SetHasRun() const
-{
-    ::SetHasRun(m_strKeyPath, m_pszEntryName, m_unMinimum);
-}
 
 bool BScriptPathExists(const CUtlString& strPath)
 {

@@ -1,7 +1,6 @@
 #pragma once
-// What the file-section handlers share: an entry's per-user run-once record, the test for
-// script paths, the pairing of keys by name ("SrcFile1" with "DstFile1") and the judgement
-// of an entry from its items.
+// What the file-section handlers share: the test for script paths, the pairing of keys by
+// name ("SrcFile1" with "DstFile1") and the judgement of an entry from its items.
 
 #include "tier0/basetypes.h"
 #include "tier1/utlstring.h"
@@ -11,21 +10,6 @@ class KeyValues;
 // Longest key name the key-name table accepts, terminator included: a partner or record
 // name that does not fit could never name a key.
 constexpr size_t k_cchMaxScriptKeyName = 1024;
-
-// The has-run record of one entry under its app id (or the entry's "HasRunKey").
-class CFileEntryRecord
-{
-public:
-    CFileEntryRecord(KeyValues* pkvEntry, uint32 unAppID);
-    // The record reaches the entry's "MinimumHasRunValue".
-    bool BHasRun() const;
-    void SetHasRun() const;
-
-private:
-    const char* m_pszEntryName;
-    CUtlString m_strKeyPath;
-    uint32 m_unMinimum;
-};
 
 // The file layer reads "" as the current directory; a script path that expands to nothing
 // names no file at all.

@@ -46,7 +46,7 @@ bool CInstallScriptManagerWin32::OnCopyFilesKey(KeyValues* pCopyFilesKey)
                   pCopyFilesKey->GetName());
         bLanguageChanged = true;
     }
-    const CFileEntryRecord record(pCopyFilesKey, unAppID);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pCopyFilesKey, unAppID, false);
     if ((!bLanguageChanged && record.BHasRun()) || !BCheckRequirements(pCopyFilesKey, m_szLanguage))
         return true;
 
@@ -81,7 +81,7 @@ bool CInstallScriptManagerWin32::OnCreateFoldersKey(KeyValues* pCreateFoldersKey
     Assert(pCreateFoldersKey);
     if (!pCreateFoldersKey)
         return false;
-    const CFileEntryRecord record(pCreateFoldersKey, GetRunScriptAppID());
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pCreateFoldersKey, GetRunScriptAppID(), false);
     if (record.BHasRun() || !BCheckRequirements(pCreateFoldersKey, m_szLanguage))
         return true;
 
@@ -114,7 +114,7 @@ bool CInstallScriptManagerWin32::OnDeleteFilesKey(KeyValues* pDeleteFilesKey)
     Assert(pDeleteFilesKey);
     if (!pDeleteFilesKey)
         return false;
-    const CFileEntryRecord record(pDeleteFilesKey, GetRunScriptAppID());
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pDeleteFilesKey, GetRunScriptAppID(), false);
     if (record.BHasRun())
         return true;
 

@@ -3,6 +3,7 @@
 // and the result is written to the output file.
 
 #include "clientdll/installscript_win32.h"
+#include "common/installscript_regkeys.h"
 
 #include <vector>
 
@@ -82,7 +83,7 @@ bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pFileTemplateKey)
     Assert(pFileTemplateKey);
     if (!pFileTemplateKey)
         return false;
-    const CFileEntryRecord record(pFileTemplateKey, GetRunScriptAppID());
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pFileTemplateKey, GetRunScriptAppID(), false);
     if (record.BHasRun())
         return true;
 

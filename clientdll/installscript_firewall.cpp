@@ -34,9 +34,9 @@ bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
 {
     const uint32 unAppID = GetRunScriptAppID();
     const bool bUninstall = m_eInstallScriptMode == k_EInstallScriptModeUninstall;
-    const CUtlString strHasRunKey = GetHasRunKeyPath(pkvEntry, unAppID, false);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pkvEntry, unAppID, false, 1);
     // Uninstall withdraws whatever the record says.
-    if (!bUninstall && BHasRun(strHasRunKey, pkvEntry->GetName(), 1))
+    if (!bUninstall && record.BHasRun())
         return true;
     if (!BCheckRequirements(pkvEntry, m_szLanguage))
         return true;
@@ -64,6 +64,6 @@ bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
         }
     }
     if (bResult && !bUninstall)
-        SetHasRun(strHasRunKey, pkvEntry->GetName(), 1);
+        record.SetHasRun();
     return bResult;
 }

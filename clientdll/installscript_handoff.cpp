@@ -7,8 +7,8 @@
 
 #include <shellapi.h>
 
-#include "clientdll/installscript_log.h"
 #include "clientdll/widetext.h"
+#include "common/installscript_log.h"
 #include "tier0/dbg.h"
 #include "tier1/convar.h"
 #include "tier1/fileio.h"
@@ -93,8 +93,8 @@ void CInstallScriptManagerWin32::StartServiceProcess(const char* pszAdminScriptP
     if (!ShellExecuteExW(&info) || !info.hProcess)
     {
         const DWORD dwError = GetLastError();
-        InstallScriptLog("[AppID %u] Failed to start KorvexService.exe with \"%s\" (GLE %u)",
-                         unAppIDForMessages, strParameters.Get(), (unsigned)dwError);
+        InstallScriptAppLog(unAppIDForMessages, "Failed to start KorvexService.exe with \"%s\" (GLE %u)",
+                            strParameters.Get(), (unsigned)dwError);
         CloseAdminScriptFile();
         return;
     }

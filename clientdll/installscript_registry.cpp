@@ -9,8 +9,8 @@
 #include <cstring>
 #include <vector>
 
-#include "clientdll/installscript_log.h"
 #include "clientdll/installscript_win32.h"
+#include "common/installscript_log.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
@@ -187,9 +187,9 @@ bool CInstallScriptRegistry::WriteRegistryStrings(ERegKeyRoot eRoot, const char*
         }
         if (!BSetRegistryValueStr(eRoot, pchPath, pszValueName, pchDataBuf))
         {
-            InstallScriptLog("[AppID %u] Failed to set registry STRING [%s\\%s] \"%s\" = \"%s\"", m_unAppID,
-                             PchNameFromERegKeyRoot(eRoot), pchPath,
-                             bDefault ? k_szDefaultValueName : pszValueName, strExpanded.Get());
+            InstallScriptAppLog(m_unAppID, "Failed to set registry STRING [%s\\%s] \"%s\" = \"%s\"",
+                                PchNameFromERegKeyRoot(eRoot), pchPath,
+                                bDefault ? k_szDefaultValueName : pszValueName, strExpanded.Get());
             bResult = false;
         }
     }
@@ -214,8 +214,8 @@ bool CInstallScriptRegistry::WriteRegistryDwords(ERegKeyRoot eRoot, const char* 
         const unsigned int unValue = (unsigned int)pkvLeaf->GetInt(0);
         if (!BSetRegistryValueUint(eRoot, pchPath, strName, unValue))
         {
-            InstallScriptLog("[AppID %u] Failed to set registry DWORD [%s\\%s] \"%s\" = %u", m_unAppID,
-                             PchNameFromERegKeyRoot(eRoot), pchPath, strName.Get(), unValue);
+            InstallScriptAppLog(m_unAppID, "Failed to set registry DWORD [%s\\%s] \"%s\" = %u",
+                                PchNameFromERegKeyRoot(eRoot), pchPath, strName.Get(), unValue);
             bResult = false;
         }
     }
@@ -246,8 +246,8 @@ bool CInstallScriptRegistry::WriteRegistryBinaries(ERegKeyRoot eRoot, const char
         DecodeLenientHex(pszHex, &vecBytes);
         if (!BSetRegistryValueBin(eRoot, pchPath, pszName, vecBytes.Base(), (unsigned int)vecBytes.Count()))
         {
-            InstallScriptLog("[AppID %u] Failed to set registry BINARY [%s\\%s] \"%s\" = \"%s\"", m_unAppID,
-                             PchNameFromERegKeyRoot(eRoot), pchPath, pszName, pszHex);
+            InstallScriptAppLog(m_unAppID, "Failed to set registry BINARY [%s\\%s] \"%s\" = \"%s\"",
+                                PchNameFromERegKeyRoot(eRoot), pchPath, pszName, pszHex);
             bResult = false;
         }
     }
@@ -289,8 +289,8 @@ bool CInstallScriptRegistry::BDeleteLeafValues(ERegKeyRoot eRoot, StringView svP
     {
         if (BDeleteRegistryValue(eRoot, svPath, pkvLeaf->GetName()))
             continue;
-        InstallScriptLog("[AppID %u] Failed to delete value [%s\\%s] \"%s\"", m_unAppID,
-                         PchNameFromERegKeyRoot(eRoot), svPath.Get(), pkvLeaf->GetName());
+        InstallScriptAppLog(m_unAppID, "Failed to delete value [%s\\%s] \"%s\"",
+                            PchNameFromERegKeyRoot(eRoot), svPath.Get(), pkvLeaf->GetName());
         bResult = false;
     }
     return bResult;
@@ -324,8 +324,8 @@ bool CInstallScriptRegistry::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const ch
         return bResult;
     if (!BDeleteRegistryKey(eRoot, pchPath))
     {
-        InstallScriptLog("[AppID %u] Failed to delete key [%s\\%s]", m_unAppID, PchNameFromERegKeyRoot(eRoot),
-                         pchPath);
+        InstallScriptAppLog(m_unAppID, "Failed to delete key [%s\\%s]", PchNameFromERegKeyRoot(eRoot),
+                            pchPath);
         return false;
     }
     return bResult;

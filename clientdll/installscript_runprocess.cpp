@@ -40,7 +40,7 @@ bool BComponentStillInstalled(KeyValues* pkvEntry, bool* pbHasCheck)
 }
 
 // Whether the entry's programs are queued, with the "IgnoreHasRunKey" their jobs carry.
-bool BEntryNeedsRun(KeyValues* pkvEntry, const char* pszHasRunKey, bool bUninstall, int* pnIgnoreHasRunKey)
+bool BEntryNeedsRun(KeyValues* pkvEntry, const CHasRunRecord& record, bool bUninstall, int* pnIgnoreHasRunKey)
 {
     *pnIgnoreHasRunKey = pkvEntry->GetKeyInt("IgnoreHasRunKey", 0);
     if (bUninstall)
@@ -48,7 +48,7 @@ bool BEntryNeedsRun(KeyValues* pkvEntry, const char* pszHasRunKey, bool bUninsta
     if (*pnIgnoreHasRunKey != 0)
         return true;
 
-    const bool bHasRun = BHasRun(pszHasRunKey, pkvEntry->GetName(), GetMinimumHasRunValue(pkvEntry));
+    const bool bHasRun = record.BHasRun();
     bool bHasCheck = false;
     if (!BComponentStillInstalled(pkvEntry, &bHasCheck) && bHasCheck)
     {
@@ -103,9 +103,9 @@ KeyValues* NewRunProcessJobRecord(KeyValues* pkvEntry, const RunProcessJob_s& jo
 
 bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser)
 {
-    const CUtlString strHasRunKey = GetHasRunKeyPath(pkvEntry, GetRunScriptAppID(), true);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pkvEntry, GetRunScriptAppID(), true);
     int nIgnoreHasRunKey = 0;
-    if (!BEntryNeedsRun(pkvEntry, strHasRunKey.Get(), m_eInstallScriptMode == k_EInstallScriptModeUninstall,
+    if (!BEntryNeedsRun(pkvEntry, record, m_eInstallScriptMode == k_EInstallScriptModeUninstall,
                         &nIgnoreHasRunKey))
         return true;
     // Asking for the current user changes nothing: every program goes to the administrator.
@@ -136,8 +136,8 @@ bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllo
         CUtlString strJobName(pkvEntry->GetName());
         strJobName.Append(pszSuffix);
 
-        const RunProcessJob_s job = {strJobName.Get(),     strProcess.Get(),   strCommand.Get(),
-                                     strDescription.Get(), strHasRunKey.Get(), nIgnoreHasRunKey,
+        const RunProcessJob_s job = {strJobName.Get(),     strProcess.Get(),          strCommand.Get(),
+                                     strDescription.Get(), record.GetKeyPath().Get(), nIgnoreHasRunKey,
                                      m_nInstallStepCount,  GetRunScriptAppID()};
         m_pkvRunProcessAsAdminUser->AddSubKey(NewRunProcessJobRecord(pkvEntry, job));
         ++m_nInstallStepCount;

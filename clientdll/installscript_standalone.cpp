@@ -1,9 +1,9 @@
 // The standalone job: every application group of a job file walked in its mode, the
 // elevated work handed on and waited for while progress is published.
 
-#include "clientdll/installscript_log.h"
 #include "clientdll/installscript_variables.h"
 #include "clientdll/installscript_win32.h"
+#include "common/installscript_log.h"
 #include "common/installscript_regkeys.h"
 #include "tier0/platform.h"
 #include "tier1/fileio.h"

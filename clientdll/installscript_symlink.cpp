@@ -2,6 +2,7 @@
 // for the elevated service, which makes the links; nothing is linked here.
 
 #include "clientdll/installscript_win32.h"
+#include "common/installscript_regkeys.h"
 
 #include "clientdll/installscript_fileentry.h"
 #include "clientdll/installscript_requirements.h"
@@ -30,7 +31,7 @@ bool CInstallScriptManagerWin32::OnSymlinkKey(KeyValues* pSymlinkKey)
     Assert(pSymlinkKey);
     if (!pSymlinkKey)
         return false;
-    const CFileEntryRecord record(pSymlinkKey, GetRunScriptAppID());
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pSymlinkKey, GetRunScriptAppID(), false);
     if (record.BHasRun() || !BCheckRequirements(pSymlinkKey, m_szLanguage))
         return true;
 

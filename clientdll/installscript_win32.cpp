@@ -7,6 +7,7 @@
 
 #include "clientdll/installscript_walks.h"
 #include "clientdll/ivalidator.h"
+#include "common/installscript_log.h"
 #include "tier0/dbg.h"
 #include "tier1/fileio.h"
 #include "tier1/keyvalues.h"
@@ -222,6 +223,14 @@ KeyValues* CInstallScriptManagerWin32::GetRunScriptTree()
 uint32 CInstallScriptManagerWin32::GetRunScriptAppID() const
 {
     return m_pRunScript ? m_pRunScript->m_unAppID : m_unAppID;
+}
+
+void CInstallScriptManagerWin32::ScriptLog(const char* pszFormat, ...)
+{
+    va_list args;
+    va_start(args, pszFormat);
+    InstallScriptAppLogV(GetRunScriptAppID(), pszFormat, args);
+    va_end(args);
 }
 
 CUtlString CInstallScriptManagerWin32::GetInstallDirFile(const char* pszFileName) const

@@ -63,6 +63,31 @@ void SetHasRun(const char* pszKeyPath, const char* pszValueName, uint32 unValue)
         BSetRegistryValueUint(eRoot, strKey, pszValueName, unValue);
 }
 
+bool BForgetHasRun(const char* pszKeyPath, const char* pszValueName)
+{
+    ERegKeyRoot eRoot;
+    CUtlString strKey;
+    if (!BParseInstallScriptRegKey(pszKeyPath, &eRoot, &strKey, nullptr))
+        return false;
+    return BDeleteRegistryValue(eRoot, strKey, pszValueName);
+}
+
+CHasRunRecord::CHasRunRecord(const char* pszKeyPath, const char* pszValueName, uint32 unMinimum)
+    : m_strKeyPath(pszKeyPath), m_strValueName(pszValueName), m_unMinimum(unMinimum)
+{
+}
+
+CHasRunRecord CHasRunRecord::ForEntry(KeyValues* pkvEntry, uint32 unAppID, bool bMachineWide)
+{
+    return ForEntry(pkvEntry, unAppID, bMachineWide, GetMinimumHasRunValue(pkvEntry));
+}
+
+CHasRunRecord CHasRunRecord::ForEntry(KeyValues* pkvEntry, uint32 unAppID, bool bMachineWide,
+                                      uint32 unMinimum)
+{
+    return CHasRunRecord(GetHasRunKeyPath(pkvEntry, unAppID, bMachineWide), pkvEntry->GetName(), unMinimum);
+}
+
 CUtlString GetEntryLanguage(uint32 unAppID, const char* pszEntryName)
 {
     return GetRegistryValueStr(k_ERegKeyRootCurrentUser, AppRecordKey(unAppID),

@@ -20,6 +20,31 @@ uint32 GetMinimumHasRunValue(KeyValues* pkvEntry);
 bool BHasRun(const char* pszKeyPath, const char* pszValueName, uint32 unMinimum);
 // Stores unValue unless the record already reaches it: a record is never lowered.
 void SetHasRun(const char* pszKeyPath, const char* pszValueName, uint32 unValue);
+// Deletes the record; false when the key path does not parse or the delete fails.
+bool BForgetHasRun(const char* pszKeyPath, const char* pszValueName);
+
+// One entry's has-run record, as every section handler, the cleanup walk and the
+// hand-off runner see it: the key path, the value named after the entry, the threshold.
+class CHasRunRecord
+{
+public:
+    CHasRunRecord(const char* pszKeyPath, const char* pszValueName, uint32 unMinimum);
+    // The entry's own record, with its "MinimumHasRunValue" as the threshold.
+    static CHasRunRecord ForEntry(KeyValues* pkvEntry, uint32 unAppID, bool bMachineWide);
+    // The same with a fixed threshold.
+    static CHasRunRecord ForEntry(KeyValues* pkvEntry, uint32 unAppID, bool bMachineWide, uint32 unMinimum);
+
+    bool BHasRun() const { return ::BHasRun(m_strKeyPath, m_strValueName, m_unMinimum); }
+    // Raises the record to the threshold.
+    void SetHasRun() const { ::SetHasRun(m_strKeyPath, m_strValueName, m_unMinimum); }
+    bool BForget() const { return BForgetHasRun(m_strKeyPath, m_strValueName); }
+    const CUtlString& GetKeyPath() const { return m_strKeyPath; }
+
+private:
+    CUtlString m_strKeyPath;
+    CUtlString m_strValueName;
+    uint32 m_unMinimum;
+};
 
 // The language an entry was last carried out in ("<entry>_lang" under HKCU), empty when
 // there is none.
