@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "clientdll/installscript_fileentry.h"
-#include "clientdll/widetext.h"
+#include "vstdlib/widetext.h"
 #include "common/registry.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"

@@ -7,7 +7,7 @@
 
 #include <shellapi.h>
 
-#include "clientdll/widetext.h"
+#include "vstdlib/widetext.h"
 #include "common/installscript_log.h"
 #include "tier0/dbg.h"
 #include "tier1/convar.h"

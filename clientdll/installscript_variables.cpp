@@ -10,7 +10,7 @@
 
 #include "clientdll/installscript_win32.h"
 #include "clientdll/numbertext.h"
-#include "clientdll/widetext.h"
+#include "vstdlib/widetext.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
 #include "vstdlib/strtools.h"

@@ -22,6 +22,25 @@ CUtlString LanguageValueName(const char* pszEntryName)
     return strName;
 }
 
+// Value names are code-page text and paths need not be: a link's record is named by a
+// hash of its path (ASCII case folded, as Windows paths compare), its data is the target.
+CUtlString LinkCopyValueName(const char* pszLinkPath)
+{
+    uint64 ulHash = 14695981039346656037ull;
+    for (const unsigned char* pch = (const unsigned char*)pszLinkPath; *pch; ++pch)
+        ulHash = (ulHash ^ (uint64)((*pch >= 'A' && *pch <= 'Z') ? *pch + 32 : *pch)) * 1099511628211ull;
+    CUtlString strName;
+    strName.Format("%016llx", (unsigned long long)ulHash);
+    return strName;
+}
+
+CUtlString LinkCopiesKey(uint32 unAppID)
+{
+    CUtlString strKey = AppRecordKey(unAppID);
+    strKey.Append("\\LinkCopies");
+    return strKey;
+}
+
 constexpr char k_szInstallSequence[] = "InstallSequence";
 constexpr char k_szInstallDescription[] = "InstallDescription";
 constexpr char k_szInstallCount[] = "InstallCount";
@@ -119,6 +138,35 @@ bool BSetInstallCount(uint32 unAppID, uint32 unInstallCount)
 bool BDeleteInstallCount(uint32 unAppID)
 {
     return BDeleteRegistryValue(k_ERegKeyRootLocalMachine, AppRecordKey(unAppID), k_szInstallCount);
+}
+
+bool BSetInstallStep(uint32 unAppID, uint32 unInstallSequence, const char* pszDescription)
+{
+    const CUtlString strKey = AppRecordKey(unAppID);
+    // The description first: a reader that sees the new number must not get the old text.
+    const bool bDescription =
+        BSetRegistryValueStr(k_ERegKeyRootLocalMachine, strKey, k_szInstallDescription, pszDescription);
+    return BSetRegistryValueUint(k_ERegKeyRootLocalMachine, strKey, k_szInstallSequence, unInstallSequence) &&
+           bDescription;
+}
+
+bool BDeleteInstallStep(uint32 unAppID)
+{
+    const CUtlString strKey = AppRecordKey(unAppID);
+    const bool bSequence = BDeleteRegistryValue(k_ERegKeyRootLocalMachine, strKey, k_szInstallSequence);
+    return BDeleteRegistryValue(k_ERegKeyRootLocalMachine, strKey, k_szInstallDescription) && bSequence;
+}
+
+CUtlString GetLinkCopyTarget(uint32 unAppID, const char* pszLinkPath)
+{
+    return GetRegistryValueStr(k_ERegKeyRootLocalMachine, LinkCopiesKey(unAppID),
+                               LinkCopyValueName(pszLinkPath));
+}
+
+bool BSetLinkCopyTarget(uint32 unAppID, const char* pszLinkPath, const char* pszTargetPath)
+{
+    return BSetRegistryValueStr(k_ERegKeyRootLocalMachine, LinkCopiesKey(unAppID),
+                                LinkCopyValueName(pszLinkPath), pszTargetPath);
 }
 
 bool BRegistryStringMatches(const char* pszFullPath, const char* pszExpected)

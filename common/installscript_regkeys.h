@@ -62,6 +62,15 @@ void GetInstallProgress(uint32 unAppID, InstallProgress_s* pProgress);
 // Only the step count is the evaluator's to write; the service keeps the other two.
 bool BSetInstallCount(uint32 unAppID, uint32 unInstallCount);
 bool BDeleteInstallCount(uint32 unAppID);
+// The service's side: the step being carried out (0 means none yet) and its description.
+bool BSetInstallStep(uint32 unAppID, uint32 unInstallSequence, const char* pszDescription);
+bool BDeleteInstallStep(uint32 unAppID);
+
+// Where the hand-off runner had to copy a link's target because the system made no link:
+// the target path of the copy at pszLinkPath (empty when there is none), so a later run
+// knows the copy as its own.
+CUtlString GetLinkCopyTarget(uint32 unAppID, const char* pszLinkPath);
+bool BSetLinkCopyTarget(uint32 unAppID, const char* pszLinkPath, const char* pszTargetPath);
 
 // ROOT\key\ValueName holds a string equal to pszExpected (ASCII case ignored); a missing
 // value reads as empty, a path that does not parse gives false.
