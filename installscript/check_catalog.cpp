@@ -42,7 +42,7 @@ const CheckInfo_s k_rgChecks[] = {
     {k_ECheckAsCurrentUser, "as-current-user", k_ECheckSeverityWarning,
      "\"AsCurrentUser\", which has no effect"},
     {k_ECheckFilePartner, "file-partner", k_ECheckSeverityError,
-     "\"SrcFile\", \"SrcFolder\" or \"link\" keys without their partners, or the reverse"},
+     "\"SrcFile\", \"SrcFolder\" or \"link\" keys without their partners, the reverse, or none at all"},
     {k_ECheckCreateFolders, "create-folders", k_ECheckSeverityError,
      "a \"Create Folders\" entry without a \"Folder\" value"},
     {k_ECheckFileTemplate, "file-template", k_ECheckSeverityError,

@@ -45,11 +45,13 @@ std::string Lower(const std::string& str)
 void CheckPairs(const KeyPairing_s& pairing, KeyValues* pkvEntry, CCheckContext& context)
 {
     std::set<std::string> setPartners;
+    bool bAnySource = false;
     for (KeyValues* pkv = pkvEntry->GetFirstValue(); pkv; pkv = pkv->GetNextValue())
     {
         const char* pszSuffix = PchSourceSuffix(pairing, pkv->GetName());
         if (!pszSuffix || !V_stricmp(pkv->GetName(), k_szHasRunKey))
             continue;
+        bAnySource = true;
         const std::string strPartner = std::string(pairing.m_pszTarget) + pszSuffix;
         setPartners.insert(Lower(strPartner));
         if (!FindValue(pkvEntry, strPartner.c_str()))
@@ -57,6 +59,9 @@ void CheckPairs(const KeyPairing_s& pairing, KeyValues* pkvEntry, CCheckContext&
                            "\"%s\" has no \"%s\"; the evaluator has nowhere to put it", pkv->GetName(),
                            strPartner.c_str());
     }
+    if (!bAnySource)
+        context.Report(k_ECheckFilePartner, pkvEntry, "the entry has no \"%s\" key; it does nothing",
+                       pairing.m_pszSource);
     for (KeyValues* pkv = pkvEntry->GetFirstValue(); pkv; pkv = pkv->GetNextValue())
     {
         const KeyPairing_s reverse{pairing.m_pszTarget, pairing.m_pszSource, pairing.m_bPrefixOnly};
