@@ -41,6 +41,8 @@ const CheckInfo_s k_rgChecks[] = {
     {k_ECheckHasRunKey, "hasrun-key", k_ECheckSeverityError, "a \"HasRunKey\" that does not parse"},
     {k_ECheckAsCurrentUser, "as-current-user", k_ECheckSeverityWarning,
      "\"AsCurrentUser\", which has no effect"},
+    {k_ECheckProcessDescription, "process-description", k_ECheckSeverityNote,
+     "what the player is shown for a program whose entry has no \"Description\""},
     {k_ECheckFilePartner, "file-partner", k_ECheckSeverityError,
      "\"SrcFile\", \"SrcFolder\" or \"link\" keys without their partners, the reverse, or none at all"},
     {k_ECheckCreateFolders, "create-folders", k_ECheckSeverityError,

@@ -29,6 +29,7 @@ enum ECheck
     k_ECheckValidExitCodes,
     k_ECheckHasRunKey,
     k_ECheckAsCurrentUser,
+    k_ECheckProcessDescription,
     k_ECheckFilePartner,
     k_ECheckCreateFolders,
     k_ECheckFileTemplate,

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "clientdll/installscript_redistributables.h"
 #include "common/registrypath.h"
 #include "installscript/check_context.h"
 #include "installscript/check_keys.h"
@@ -19,6 +20,25 @@ constexpr char k_szCommandPrefix[] = "command";
 constexpr size_t k_cchPrefix = sizeof(k_szProcessPrefix) - 1;
 static_assert(sizeof(k_szProcessPrefix) == sizeof(k_szCommandPrefix), "both prefixes are one length");
 
+// Without a "Description" the player sees the redistributable's name from the evaluator's
+// table, else what the program's version resource says, else its file name.
+void NoteDescription(KeyValues* pkvEntry, KeyValues* pkvProcess, KeyValues* pkvCommand,
+                     CCheckContext& context)
+{
+    if (*TextOf(FindValue(pkvEntry, "Description")) || !context.BWants(k_ECheckProcessDescription))
+        return;
+    const CUtlString strSubject = GetDescriptionSubject(TextOf(pkvProcess), TextOf(pkvCommand));
+    if (const char* pszDescription = PchRedistributableDescription(strSubject.Get()))
+        context.Report(k_ECheckProcessDescription, pkvProcess,
+                       "no \"Description\": the player is shown \"%s\"", pszDescription);
+    else
+        context.Report(
+            k_ECheckProcessDescription, pkvProcess,
+            "no \"Description\": the player is shown the version description of \"%s\", or its file "
+            "name",
+            strSubject.Get());
+}
+
 void CheckProcessPairs(KeyValues* pkvEntry, CCheckContext& context)
 {
     bool bAnyProcess = false;
@@ -31,7 +51,10 @@ void CheckProcessPairs(KeyValues* pkvEntry, CCheckContext& context)
         const char* pszSuffix = pkv->GetName() + k_cchPrefix;
         const std::string strPartner =
             std::string(bProcess ? k_szCommandPrefix : k_szProcessPrefix) + pszSuffix;
-        if (FindValue(pkvEntry, strPartner.c_str()))
+        KeyValues* pkvPartner = FindValue(pkvEntry, strPartner.c_str());
+        if (bProcess)
+            NoteDescription(pkvEntry, pkv, pkvPartner, context);
+        if (pkvPartner)
             continue;
         if (bProcess)
             context.Report(k_ECheckProcessCommand, pkv,

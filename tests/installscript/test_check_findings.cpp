@@ -55,12 +55,13 @@ TEST(CheckScript, CorrectScriptWithEverySectionHasNoFindings)
     "Run Process"
     {
         "redist" { "process 1" "%INSTALLDIR%\\vcredist\\x.exe" "command 1" "/q" "ValidExitCodes" "1638,3010"
+                   "Description" "Runtime"
                    "HasRunStringKey" "HKLM\\Software\\V\\Installed" "HasRunStringValue" "1"
                    "HasRunKey" "HKCU\\Software\\Example\\Runs"
                    "Requirement_OS" { "OSType" "Windows 10" "Is64BitWindows" "1" } }
     }
-    "Run Process On Update" { "u" { "process" "%ProgramFiles%\\x.exe" "command" "" } }
-    "Run Process On Uninstall" { "u" { "process" "%windir%\\x.exe" "command" "/u" } }
+    "Run Process On Update" { "u" { "process" "%ProgramFiles%\\x.exe" "command" "" "Description" "x" } }
+    "Run Process On Uninstall" { "u" { "process" "%windir%\\x.exe" "command" "/u" "Description" "x" } }
     "Copy Files" { "c" { "SrcFile" "%INSTALLDIR%\\a" "DstFile" "%USER_MYDOCS%\\a" "SrcFile2" "b" "DstFile2" "c" } }
     "Copy Folders" { "f" { "SrcFolder" "%INSTALLDIR%\\a" "DstFolder" "%LOCAL_APPDATA%\\a" } }
     "Create Folders" { "s" { "Folder" "%APPDATA%\\saves" "Requirement_Language" { "GameLanguage" "german" } } }
@@ -144,6 +145,8 @@ TEST(CheckRunProcess, FindsEachMistakeAtItsKey)
         {k_ECheckHasRunKey,
          "\"Run Process\" { \"e\" { \"process\" \"a\" \"command\" \"\" \"HasRunKey\" \"Software\" } }",
          "\"HasRunKey\""},
+        {k_ECheckProcessDescription, R"("Run Process" { "e" { "process" "a\\DXSETUP.exe" "command" "" } })",
+         "\"process\""},
         {k_ECheckAsCurrentUser,
          "\"Run Process\" { \"e\" { \"process\" \"a\" \"command\" \"\" \"AsCurrentUser\" \"1\" } }",
          "\"AsCurrentUser\""},
