@@ -2,6 +2,7 @@
 // The state one document's checks share: where the findings go, which checks are off,
 // where each key lies and the path of keys being checked (for the findings' key paths).
 
+#include <cstdarg>
 #include <string>
 #include <vector>
 
