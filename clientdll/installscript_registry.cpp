@@ -9,6 +9,7 @@
 #include <cstring>
 #include <vector>
 
+#include "clientdll/installscript_registrygroups.h"
 #include "clientdll/installscript_win32.h"
 #include "common/installscript_log.h"
 #include "common/windowshelper.h"
@@ -24,44 +25,21 @@ namespace
 constexpr int k_cchDataBufMax = 65536;
 // Name buffer of the emptiness test on uninstall.
 constexpr unsigned int k_cchEnumName = 260;
-// The name a script gives a key's default value.
-constexpr const char k_szDefaultValueName[] = "(Default)";
-
+// The writer of each group, in the order of ERegistryGroup; copies take no overwrite rule.
 typedef bool (*PFNWriteRegistryGroup)(CInstallScriptRegistry& registry, ERegKeyRoot eRoot,
                                       const char* pchPath, KeyValues* pkvLeaves, bool bOverwrite);
-
-struct RegistryGroup_s
-{
-    const char* m_pszName;
-    bool m_bLanguageSubKeys; // subkeys named like the run's language are written after the group
-    PFNWriteRegistryGroup m_pfnWrite;
+const PFNWriteRegistryGroup k_rgpfnWriteRegistryGroup[] = {
+    [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
+    { return r.WriteRegistryStrings(eRoot, pchPath, pkv, bOverwrite); },
+    [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
+    { return r.WriteRegistryDwords(eRoot, pchPath, pkv, bOverwrite); },
+    [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
+    { return r.WriteRegistryBinaries(eRoot, pchPath, pkv, bOverwrite); },
+    [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool)
+    { return r.CopyRegistryStrings(eRoot, pchPath, pkv); },
 };
-
-const RegistryGroup_s k_rgRegistryGroups[] = {
-    {"string", true,
-     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
-     { return r.WriteRegistryStrings(eRoot, pchPath, pkv, bOverwrite); }},
-    {"dword", true,
-     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
-     { return r.WriteRegistryDwords(eRoot, pchPath, pkv, bOverwrite); }},
-    {"binary", true,
-     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool bOverwrite)
-     { return r.WriteRegistryBinaries(eRoot, pchPath, pkv, bOverwrite); }},
-    // Copies are made every time: the overwrite rule does not apply to them.
-    {"string_from_regkey", false,
-     [](CInstallScriptRegistry& r, ERegKeyRoot eRoot, const char* pchPath, KeyValues* pkv, bool)
-     { return r.CopyRegistryStrings(eRoot, pchPath, pkv); }},
-};
-
-const RegistryGroup_s* FindRegistryGroup(const char* pszName)
-{
-    for (const RegistryGroup_s& group : k_rgRegistryGroups)
-    {
-        if (V_stricmp(pszName, group.m_pszName) == 0)
-            return &group;
-    }
-    return nullptr;
-}
+static_assert(V_ARRAYSIZE(k_rgpfnWriteRegistryGroup) == V_ARRAYSIZE(k_rgRegistryGroups),
+              "one writer per group");
 
 bool BIsDefaultValueName(const char* pszName)
 {
@@ -138,14 +116,15 @@ bool CInstallScriptRegistry::ApplyRegistrySection(ERegKeyRoot eRoot, const char*
         const RegistryGroup_s* pGroup = FindRegistryGroup(pkvGroup->GetName());
         if (!pGroup)
             continue;
-        pGroup->m_pfnWrite(*this, eRoot, pchPath, pkvGroup, bOverwrite);
+        const PFNWriteRegistryGroup pfnWrite = k_rgpfnWriteRegistryGroup[pGroup->m_eGroup];
+        pfnWrite(*this, eRoot, pchPath, pkvGroup, bOverwrite);
         if (!pGroup->m_bLanguageSubKeys)
             continue;
         for (KeyValues* pkvLanguage = pkvGroup->GetFirstTrueSubKey(); pkvLanguage;
              pkvLanguage = pkvLanguage->GetNextTrueSubKey())
         {
             if (BIsRunLanguage(pkvLanguage))
-                pGroup->m_pfnWrite(*this, eRoot, pchPath, pkvLanguage, bOverwrite);
+                pfnWrite(*this, eRoot, pchPath, pkvLanguage, bOverwrite);
         }
     }
     // Results are only logged: a registry value never fails the run.

@@ -1,5 +1,6 @@
 #include "clientdll/installscript_requirements.h"
 
+#include "clientdll/installscript_requirementnames.h"
 #include "common/ostype.h"
 #include "tier0/cputopology.h"
 #include "tier1/keyvalues.h"
@@ -34,27 +35,15 @@ bool BLanguageRequirementHolds(KeyValues* pkvRequirement, const char* pszRunLang
     return V_stricmp(pkvRequirement->GetKeyString("GameLanguage", "english"), pszRunLanguage) == 0;
 }
 
-struct Requirement_s
-{
-    const char* m_pszName;
-    bool (*m_pfnHolds)(KeyValues* pkvRequirement, const char* pszRunLanguage);
-};
+typedef bool (*PFNRequirementHolds)(KeyValues* pkvRequirement, const char* pszRunLanguage);
 
-const Requirement_s k_rgRequirements[] = {
-    {"Requirement_CPU", BCpuRequirementHolds},
-    {"Requirement_OS", BOSRequirementHolds},
-    {"Requirement_Language", BLanguageRequirementHolds},
+// In the order of ERequirement.
+const PFNRequirementHolds k_rgpfnRequirementHolds[] = {
+    BCpuRequirementHolds,
+    BOSRequirementHolds,
+    BLanguageRequirementHolds,
 };
-
-const Requirement_s* FindRequirement(const char* pszName)
-{
-    for (const Requirement_s& requirement : k_rgRequirements)
-    {
-        if (V_stricmp(requirement.m_pszName, pszName) == 0)
-            return &requirement;
-    }
-    return nullptr;
-}
+static_assert(V_ARRAYSIZE(k_rgpfnRequirementHolds) == k_ERequirementCount, "one check per requirement");
 
 } // namespace
 
@@ -64,8 +53,9 @@ bool BCheckRequirements(KeyValues* pkvEntry, const char* pszRunLanguage)
     for (KeyValues* pkvGroup = pkvEntry->GetFirstTrueSubKey(); pkvGroup;
          pkvGroup = pkvGroup->GetNextTrueSubKey())
     {
-        const Requirement_s* pRequirement = FindRequirement(pkvGroup->GetName());
-        if (pRequirement && !pRequirement->m_pfnHolds(pkvGroup, pszRunLanguage))
+        const ERequirement eRequirement = GetRequirementFromName(pkvGroup->GetName());
+        if (eRequirement != k_ERequirementCount &&
+            !k_rgpfnRequirementHolds[eRequirement](pkvGroup, pszRunLanguage))
             ++nFailures;
     }
     return nFailures == 0;

@@ -8,6 +8,8 @@
 
 #include <cstdio>
 
+#include "clientdll/installscript_sections.h"
+#include "clientdll/installscript_variablenames.h"
 #include "clientdll/installscript_win32.h"
 #include "clientdll/numbertext.h"
 #include "vstdlib/widetext.h"
@@ -20,21 +22,21 @@ namespace
 
 struct KnownFolderVariable_s
 {
-    const wchar_t* m_pwszName;
+    const char* m_pszName;
     int m_nFolder;
 };
 
 const KnownFolderVariable_s k_rgKnownFolderVariables[] = {
-    {L"USER_MYDOCS", CSIDL_PERSONAL},
-    {L"COMMON_MYDOCS", CSIDL_COMMON_DOCUMENTS},
-    {L"LOCAL_APPDATA", CSIDL_LOCAL_APPDATA},
-    {L"APPDATA", CSIDL_APPDATA},
+    {k_szVariableUserMyDocs, CSIDL_PERSONAL},
+    {k_szVariableCommonMyDocs, CSIDL_COMMON_DOCUMENTS},
+    {k_szVariableLocalAppData, CSIDL_LOCAL_APPDATA},
+    {k_szVariableAppData, CSIDL_APPDATA},
 };
 
 // Values are UTF-8; the wide call keeps them intact whatever the code page.
-void SetVariable(const wchar_t* pwszName, const char* pszValue)
+void SetVariable(const char* pszName, const char* pszValue)
 {
-    SetEnvironmentVariableW(pwszName, CWideText(pszValue).Get());
+    SetEnvironmentVariableW(CWideText(pszName).Get(), CWideText(pszValue).Get());
 }
 
 } // namespace
@@ -52,18 +54,18 @@ void SetJobVariables(const char* pszKorvexID)
     {
         wchar_t wszFolder[MAX_PATH];
         if (SHGetFolderPathW(nullptr, variable.m_nFolder, nullptr, SHGFP_TYPE_CURRENT, wszFolder) == S_OK)
-            SetEnvironmentVariableW(variable.m_pwszName, wszFolder);
+            SetEnvironmentVariableW(CWideText(variable.m_pszName).Get(), wszFolder);
     }
     char szKorvexID[24];
     snprintf(szKorvexID, sizeof(szKorvexID), "%llu", (unsigned long long)ParseKorvexID(pszKorvexID));
-    SetVariable(L"KORVEXID", szKorvexID);
+    SetVariable(k_szVariableKorvexID, szKorvexID);
 }
 
 void SetInstallPathVariables(const char* pszInstallPath)
 {
-    SetVariable(L"INSTALLDIR", pszInstallPath);
+    SetVariable(k_szVariableInstallDir, pszInstallPath);
     const char szRootDrive[2] = {V_toupper_ascii(pszInstallPath[0]), '\0'};
-    SetVariable(L"ROOTDRIVE", szRootDrive);
+    SetVariable(k_szVariableRootDrive, szRootDrive);
 }
 
 void CInstallScriptManagerWin32::PrepareScriptForRun(RunInstallScript_s* pCurrentScript)
@@ -76,6 +78,6 @@ void CInstallScriptManagerWin32::PrepareScriptForRun(RunInstallScript_s* pCurren
     AssertFmt(V_IsAbsolutePath(pCurrentScript->m_strInstallPath.Get()),
               "V_IsAbsolutePath( pCurrentScript->m_strInstallPath )");
     m_pRunScript = pCurrentScript;
-    m_pRunScript->m_bUTF8RegistryStrings = pkvScript->GetKeyBool("utf8_registry_strings", false);
+    m_pRunScript->m_bUTF8RegistryStrings = pkvScript->GetKeyBool(k_szUTF8RegistryStringsKey, false);
     SetInstallPathVariables(m_pRunScript->m_strInstallPath.Get());
 }

@@ -1,37 +1,16 @@
-// The section walks, one table per mode.
+// The section walks: the mode's table of sections (installscript_sections) carried out
+// through the handlers.
 
 #include "clientdll/installscript_walks.h"
 
 #include "clientdll/iinstallscriptsectionhandlers.h"
+#include "clientdll/installscript_sections.h"
 #include "tier1/keyvalues.h"
 
 namespace
 {
 
 typedef IInstallScriptSectionHandlers Handlers_t;
-
-// What a section hands its handler: each group child, each plain value, or itself.
-enum EWalkUnit
-{
-    k_EWalkUnitEntry,
-    k_EWalkUnitValue,
-    k_EWalkUnitSection,
-};
-
-struct SectionStep_s
-{
-    const char* m_pszSection;
-    EWalkUnit m_eUnit;
-    bool (*m_pfnHandle)(Handlers_t& handlers, KeyValues* pkvItem);
-};
-
-// The cleanup walk's sections, with the machine-wide flag of their has-run records.
-struct CleanupStep_s
-{
-    const char* m_pszSection;
-    EWalkUnit m_eUnit;
-    bool m_bMachineWide;
-};
 
 template <typename TFunction>
 bool BWalkSection(KeyValues* pkvScript, const char* pszSection, EWalkUnit eUnit, const TFunction& fnHandle)
@@ -47,16 +26,6 @@ bool BWalkSection(KeyValues* pkvScript, const char* pszSection, EWalkUnit eUnit,
     for (KeyValues* pkvItem = bEntries ? pkvSection->GetFirstTrueSubKey() : pkvSection->GetFirstValue();
          pkvItem; pkvItem = bEntries ? pkvItem->GetNextTrueSubKey() : pkvItem->GetNextValue())
         bResult &= fnHandle(pkvItem);
-    return bResult;
-}
-
-template <size_t N>
-bool BWalkSteps(Handlers_t& handlers, KeyValues* pkvScript, const SectionStep_s (&rgSteps)[N])
-{
-    bool bResult = true;
-    for (const SectionStep_s& step : rgSteps)
-        bResult &= BWalkSection(pkvScript, step.m_pszSection, step.m_eUnit,
-                                [&](KeyValues* pkvItem) { return step.m_pfnHandle(handlers, pkvItem); });
     return bResult;
 }
 
@@ -79,79 +48,73 @@ bool BApplyRegistryEntry(Handlers_t& handlers, KeyValues* pkvEntry, bool bOverwr
                                 });
 }
 
-bool BRemoveRegistryEntry(Handlers_t& handlers, KeyValues* pkvEntry)
+bool BHandle(Handlers_t& h, ESectionHandler eHandler, KeyValues* p)
 {
-    return BHandleRegistryEntry(pkvEntry, [&](ERegKeyRoot eRoot, const char* pszKey)
-                                { return handlers.RemoveRegistryKeyValues(eRoot, pszKey, pkvEntry); });
+    switch (eHandler)
+    {
+        case k_ESectionHandlerRegistryWrite:
+            return BApplyRegistryEntry(h, p, true);
+        case k_ESectionHandlerRegistryWriteIfNotPresent:
+            return BApplyRegistryEntry(h, p, false);
+        case k_ESectionHandlerRegistryRemove:
+            return BHandleRegistryEntry(p, [&](ERegKeyRoot eRoot, const char* pszKey)
+                                        { return h.RemoveRegistryKeyValues(eRoot, pszKey, p); });
+        case k_ESectionHandlerFileTemplate:
+            return h.OnFileTemplateKey(p);
+        case k_ESectionHandlerRunProcess:
+            return h.OnRunProcessKey(p, false);
+        case k_ESectionHandlerRunProcessAsCurrentUser:
+            return h.OnRunProcessKey(p, true);
+        case k_ESectionHandlerCopyFolders:
+            return h.OnCopyFoldersKey(p);
+        case k_ESectionHandlerCopyFiles:
+            return h.OnCopyFilesKey(p);
+        case k_ESectionHandlerCreateFolders:
+            return h.OnCreateFoldersKey(p);
+        case k_ESectionHandlerSymlink:
+            return h.OnSymlinkKey(p);
+        case k_ESectionHandlerDeleteFiles:
+            return h.OnDeleteFilesKey(p);
+        case k_ESectionHandlerDeleteFilesOnUninstall:
+            // Failures are only logged.
+            h.OnDeleteFilesOnUninstallValue(p);
+            return true;
+        case k_ESectionHandlerFirewall:
+            return h.OnFirewallKey(p);
+        case k_ESectionHandlerCompatibilityMode:
+            return h.OnCompatibilityModeKey(p);
+    }
+    return true;
 }
 
-const SectionStep_s k_rgLaunchSteps[] = {
-    {"Registry", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return BApplyRegistryEntry(h, p, true); }},
-    {"Registry If Not Present", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return BApplyRegistryEntry(h, p, false); }},
-    {"File Template", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnFileTemplateKey(p); }},
-    {"Run Process On Update", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return h.OnRunProcessKey(p, false); }},
-    {"Run Process", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnRunProcessKey(p, true); }},
-    {"Copy Folders", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnCopyFoldersKey(p); }},
-    {"Copy Files", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnCopyFilesKey(p); }},
-    {"Create Folders", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnCreateFoldersKey(p); }},
-    {"symlink", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnSymlinkKey(p); }},
-    {"Delete Files", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnDeleteFilesKey(p); }},
-    {"Firewall", k_EWalkUnitSection, [](Handlers_t& h, KeyValues* p) { return h.OnFirewallKey(p); }},
-    {"FirewallSubkeys", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnFirewallKey(p); }},
-    {"CompatibilityMode", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return h.OnCompatibilityModeKey(p); }},
-};
-
-const SectionStep_s k_rgUpdateSteps[] = {
-    {"Run Process On Update", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return h.OnRunProcessKey(p, false); }},
-};
-
-const SectionStep_s k_rgUninstallSteps[] = {
-    {"Registry", k_EWalkUnitEntry, BRemoveRegistryEntry},
-    {"Registry If Not Present", k_EWalkUnitEntry, BRemoveRegistryEntry},
-    {"Delete Files On Uninstall", k_EWalkUnitValue,
-     [](Handlers_t& h, KeyValues* p)
-     {
-         h.OnDeleteFilesOnUninstallValue(p);
-         return true;
-     }},
-    {"Run Process On Uninstall", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return h.OnRunProcessKey(p, true); }},
-    {"Firewall", k_EWalkUnitSection, [](Handlers_t& h, KeyValues* p) { return h.OnFirewallKey(p); }},
-    {"FirewallSubkeys", k_EWalkUnitEntry, [](Handlers_t& h, KeyValues* p) { return h.OnFirewallKey(p); }},
-    {"CompatibilityMode", k_EWalkUnitEntry,
-     [](Handlers_t& h, KeyValues* p) { return h.OnCompatibilityModeKey(p); }},
-};
-
-// "Run Process on Update" is looked for per user although its records are written
-// machine-wide, so those records survive cleanup; that mismatch is kept on purpose.
-const CleanupStep_s k_rgCleanupSteps[] = {
-    {"Run Process", k_EWalkUnitEntry, true},      {"Run Process on Update", k_EWalkUnitEntry, false},
-    {"File Template", k_EWalkUnitEntry, false},   {"Create Folders", k_EWalkUnitEntry, false},
-    {"Copy Folders", k_EWalkUnitEntry, false},    {"Copy Files", k_EWalkUnitEntry, false},
-    {"Delete Files", k_EWalkUnitEntry, false},    {"CompatibilityMode", k_EWalkUnitEntry, false},
-    {"FirewallSubkeys", k_EWalkUnitEntry, false}, {"Firewall", k_EWalkUnitSection, false},
-};
+bool BWalkSteps(Handlers_t& handlers, KeyValues* pkvScript, SectionSteps_s steps)
+{
+    bool bResult = true;
+    for (int i = 0; i < steps.m_cSteps; ++i)
+    {
+        const SectionStep_s& step = steps.m_pSteps[i];
+        bResult &=
+            BWalkSection(pkvScript, step.m_pszSection, step.m_eUnit,
+                         [&](KeyValues* pkvItem) { return BHandle(handlers, step.m_eHandler, pkvItem); });
+    }
+    return bResult;
+}
 
 } // namespace
 
 bool BWalkLaunchSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
 {
-    return BWalkSteps(handlers, pkvScript, k_rgLaunchSteps);
+    return BWalkSteps(handlers, pkvScript, GetLaunchSteps());
 }
 
 bool BWalkUpdateSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
 {
-    return BWalkSteps(handlers, pkvScript, k_rgUpdateSteps);
+    return BWalkSteps(handlers, pkvScript, GetUpdateSteps());
 }
 
 bool BWalkUninstallSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
 {
-    bool bResult = BWalkSteps(handlers, pkvScript, k_rgUninstallSteps);
+    bool bResult = BWalkSteps(handlers, pkvScript, GetUninstallSteps());
     bResult &= BWalkCleanupSections(handlers, pkvScript);
     return bResult;
 }
@@ -159,8 +122,10 @@ bool BWalkUninstallSections(IInstallScriptSectionHandlers& handlers, KeyValues* 
 bool BWalkCleanupSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
 {
     bool bResult = true;
-    for (const CleanupStep_s& step : k_rgCleanupSteps)
+    const CleanupSteps_s steps = GetCleanupSteps();
+    for (int i = 0; i < steps.m_cSteps; ++i)
     {
+        const CleanupStep_s& step = steps.m_pSteps[i];
         bResult &= BWalkSection(pkvScript, step.m_pszSection, step.m_eUnit,
                                 [&](KeyValues* pkvItem)
                                 {

@@ -44,6 +44,8 @@ struct OSVersion_s
 // The display name ("Windows 7", "Windows 10", ...); "Unknown" (and an assertion) for
 // values outside the table.
 const char* PchNameFromEOSType(EOSType eOSType);
+// The type a display name stands for (ASCII case ignored); k_EOSTypeCount for none.
+EOSType GetOSTypeFromName(const char* pszName);
 
 // False when the system refuses to say.
 bool BGetRunningOSVersion(OSVersion_s* pVersion);

@@ -10,38 +10,6 @@
 namespace
 {
 
-struct RegKeyRootName_s
-{
-    uint32 m_unRoot;
-    const char* m_pszName;
-};
-
-const RegKeyRootName_s k_rgRegKeyRootNames[] = {
-    {1, "HKEY_LOCAL_MACHINE"},
-    {2, "HKEY_CURRENT_USER"},
-    {3, "HKEY_CLASSES_ROOT"},
-    {17, "HKEY_LOCAL_MACHINE (force 32Bit)"},
-    {33, "HKEY_LOCAL_MACHINE (force 64Bit)"},
-    {18, "HKEY_CURRENT_USER (force 32Bit)"},
-    {34, "HKEY_CURRENT_USER (force 64Bit)"},
-    {19, "HKEY_CLASSES_ROOT (force 32Bit)"},
-    {35, "HKEY_CLASSES_ROOT (force 64Bit)"},
-};
-
-// Spellings of a registry path's root, tried in this order.
-const RegKeyRootName_s k_rgRegPathRoots[] = {
-    {1, "HKEY_LOCAL_MACHINE"},
-    {1, "HKLM"},
-    {2, "HKEY_CURRENT_USER"},
-    {2, "HKCU"},
-    {3, "HKEY_CLASSES_ROOT"},
-    {3, "HKCR"},
-    {17, "HKEY_LOCAL_MACHINE_WOW64_32"},
-    {17, "HKLM32"},
-    {33, "HKEY_LOCAL_MACHINE_WOW64_64"},
-    {33, "HKLM64"},
-};
-
 constexpr ERegKeyRoot k_eRootLocalMachine32 =
     ERegKeyRoot(k_ERegKeyRootLocalMachine | k_ERegKeyRootForce32Bit);
 
@@ -52,27 +20,15 @@ uint32 HiveOf(ERegKeyRoot eRoot)
     return eRoot & ~k_unRegKeyRootViewMask;
 }
 
-// Anything but current user and classes root is the local machine, 0 and junk included.
 HKEY HKeyFromRoot(ERegKeyRoot eRoot)
 {
-    switch (HiveOf(eRoot))
-    {
-        case k_ERegKeyRootCurrentUser:
-            return HKEY_CURRENT_USER;
-        case k_ERegKeyRootClassesRoot:
-            return HKEY_CLASSES_ROOT;
-        default:
-            return HKEY_LOCAL_MACHINE;
-    }
+    // The predefined handles are sign-extended 32-bit values.
+    return reinterpret_cast<HKEY>((ULONG_PTR)(LONG)GetRegKeyRootInfo(eRoot).m_unPredefinedKey);
 }
 
 REGSAM ViewFlagFromRoot(ERegKeyRoot eRoot)
 {
-    if (eRoot & k_ERegKeyRootForce32Bit)
-        return KEY_WOW64_32KEY;
-    if (eRoot & k_ERegKeyRootForce64Bit)
-        return KEY_WOW64_64KEY;
-    return 0;
+    return GetRegKeyRootInfo(eRoot).m_unViewAccess;
 }
 
 // A key handle in the root's hive and view, closed when it goes.
@@ -170,30 +126,6 @@ IKorvexRegistryDelegate* RemoteRegistryDelegate(ERegKeyRoot eRoot, StringView sv
 }
 
 } // namespace
-
-const char* PchNameFromERegKeyRoot(ERegKeyRoot eRoot)
-{
-    for (const RegKeyRootName_s& row : k_rgRegKeyRootNames)
-    {
-        if (row.m_unRoot == eRoot)
-            return row.m_pszName;
-    }
-    AssertFmt(
-        false,
-        "Missing String for %s (%d). If this comes from user data or could be valid, provide a default to "
-        "avoid asserting.",
-        "ERegKeyRoot", (int)eRoot);
-    return "Unknown";
-}
-
-bool BIsProductRegKey(StringView svKey)
-{
-    const size_t cchProduct = V_ARRAYSIZE(k_szProductRegKey) - 1;
-    if (svKey.Length() < cchProduct || V_strnicmp(svKey.Get(), k_szProductRegKey, cchProduct) != 0)
-        return false;
-    const char chNext = svKey.Get()[cchProduct];
-    return chNext == '\\' || chNext == '\0';
-}
 
 bool BGetRegistryValueStr(ERegKeyRoot eRoot, StringView svKey, StringView svValueName, char* pchValue,
                           unsigned int cubValue)
@@ -364,62 +296,4 @@ unsigned int GetRegistryValueUint(ERegKeyRoot eRoot, StringView svKey, StringVie
 {
     unsigned int unValue = 0;
     return BGetRegistryValueUint(eRoot, svKey, svValueName, &unValue) ? unValue : 0;
-}
-
-bool BParseRegistryPath(StringView svRegPath, ERegKeyRoot* peRoot, char* pchKey, unsigned int cchKey,
-                        char* pchValueName, unsigned int cchValueName)
-{
-    Assert(!svRegPath.IsNull());
-    if (svRegPath.IsNull())
-        return false;
-
-    // 254 characters and the terminator; longer paths are cut.
-    char szWork[256];
-    V_strncpy(szWork, svRegPath.Get(), sizeof(szWork) - 1);
-    char* pchFirstSlash = strchr(szWork, '\\');
-    if (!pchFirstSlash || !pchFirstSlash[1])
-        return false;
-
-    if (pchValueName && cchValueName)
-    {
-        char* pchLastSlash = strrchr(szWork, '\\');
-        V_strncpy(pchValueName, pchLastSlash + 1, cchValueName);
-        *pchLastSlash = '\0';
-    }
-    V_strncpy(pchKey, pchFirstSlash + 1, cchKey);
-    *pchFirstSlash = '\0';
-
-    for (const RegKeyRootName_s& row : k_rgRegPathRoots)
-    {
-        if (V_stricmp(szWork, row.m_pszName) == 0)
-        {
-            *peRoot = ERegKeyRoot(row.m_unRoot);
-            return true;
-        }
-    }
-    return false;
-}
-
-bool BParseInstallScriptRegKey(StringView svPath, ERegKeyRoot* peRoot, CUtlString* pstrKey,
-                               CUtlString* pstrValueName)
-{
-    Assert(peRoot);
-    Assert(pstrKey);
-    if (!peRoot || !pstrKey)
-        return false;
-
-    char szKey[255];
-    char szValueName[255];
-    if (!BParseRegistryPath(svPath, peRoot, szKey, sizeof(szKey), pstrValueName ? szValueName : nullptr,
-                            pstrValueName ? sizeof(szValueName) : 0))
-        return false;
-    pstrKey->SetValue(szKey);
-    if (pstrValueName)
-        pstrValueName->SetValue(szValueName);
-
-    if ((*peRoot & k_unRegKeyRootViewMask) || BIsDualViewKey(*peRoot, szKey))
-        return true;
-    // Script keys land in the 32-bit view unless the script names a view.
-    *peRoot = ERegKeyRoot(*peRoot | k_ERegKeyRootForce32Bit);
-    return true;
 }

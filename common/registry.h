@@ -4,30 +4,8 @@
 // UTF-8. Keys under the product key of the local-machine hive are kept in step between
 // the 32-bit and the 64-bit view.
 
-#include "common/stringview.h"
-#include "tier0/basetypes.h"
+#include "common/registrypath.h"
 #include "tier1/utlstring.h"
-
-// Low four bits: the hive. Bits 4 and 5: the registry view (32-bit wins when both).
-enum ERegKeyRoot : uint32
-{
-    k_ERegKeyRootLocalMachine = 1,
-    k_ERegKeyRootCurrentUser = 2,
-    k_ERegKeyRootClassesRoot = 3,
-    k_ERegKeyRootForce32Bit = 16,
-    k_ERegKeyRootForce64Bit = 32,
-};
-
-constexpr uint32 k_unRegKeyRootViewMask = k_ERegKeyRootForce32Bit | k_ERegKeyRootForce64Bit;
-
-// The product's own key; keys below it in HKLM exist in both views.
-constexpr const char k_szProductRegKey[] = "Software\\Pellan\\Korvex";
-
-// The root's display name for logs; "Unknown" (and an assertion) for unlisted values.
-const char* PchNameFromERegKeyRoot(ERegKeyRoot eRoot);
-
-// True when svKey is the product key or below it (ASCII case ignored).
-bool BIsProductRegKey(StringView svKey);
 
 // An empty value name addresses the key's default value.
 bool BGetRegistryValueStr(ERegKeyRoot eRoot, StringView svKey, StringView svValueName, char* pchValue,
@@ -56,12 +34,3 @@ bool BEnumerateRegistryValue(ERegKeyRoot eRoot, StringView svKey, unsigned int u
 // Empty / 0 when the read fails.
 CUtlString GetRegistryValueStr(ERegKeyRoot eRoot, StringView svKey, StringView svValueName);
 unsigned int GetRegistryValueUint(ERegKeyRoot eRoot, StringView svKey, StringView svValueName);
-
-// Splits ROOT\key\path (and, when pchValueName is given with a non-zero size, a final
-// \ValueName) into its parts. The path is cut to 254 characters first.
-bool BParseRegistryPath(StringView svRegPath, ERegKeyRoot* peRoot, char* pchKey, unsigned int cchKey,
-                        char* pchValueName, unsigned int cchValueName);
-// The install-script form: like BParseRegistryPath, then a root without a view flag goes
-// to the 32-bit view, except HKLM keys under the product key.
-bool BParseInstallScriptRegKey(StringView svPath, ERegKeyRoot* peRoot, CUtlString* pstrKey,
-                               CUtlString* pstrValueName);

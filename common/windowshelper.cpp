@@ -193,12 +193,6 @@ PFNEnumProcesses g_pfnEnumProcesses =
 PFNGetModuleBaseNameA g_pfnGetModuleBaseNameA =
     GetProcAddressAs<PFNGetModuleBaseNameA>(LoadLibraryA("psapi.dll"), "GetModuleBaseNameA");
 
-const char* const k_rgpszAppCompatLayers[15] = {
-    "RUNASADMIN",  "WIN95",      "WIN98",         "WIN4SP5",  "WIN2000", "WINXPSP2",
-    "WINXPSP3",    "VISTARTM",   "VISTASP1",      "VISTASP2", "WIN7RTM", "WIN8RTMWINSRV03SP1",
-    "WINSRV08SP1", "DPIUNAWARE", "GDIDPISCALING",
-};
-
 const Windows10Release_s k_rgWindows10Releases[9] = {
     {10240, 1507, "Base"},
     {10586, 1511, "November 2017 Update"},

@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include "common/appcompatlayers.h"
 #include "common/language.h"
 #include "tier0/basetypes.h"
 #include "tier1/utlstring.h"
@@ -27,9 +28,6 @@ LSTATUS RegSetValueUTF8(HKEY hKey, const char* pszValueName, const char* pszValu
 // Stores pszLayer (as given) as the executable's compatibility layer under an existing
 // Layers key of HKCU or HKLM; an empty layer removes the entry.
 bool BSetAppCompatLayer(bool bCurrentUser, const char* pszExePath, const char* pszLayer);
-
-// Compatibility-layer tokens. The twelfth runs two names together; kept as it is.
-extern const char* const k_rgpszAppCompatLayers[15];
 
 struct Windows10Release_s
 {

@@ -77,6 +77,7 @@ public:
         bool bResult = Expression(0);
         return bResult && !m_bError;
     }
+    bool BMalformed() const { return m_bError; }
 
 private:
     static constexpr int k_nMaxGroupDepth = 256;
@@ -192,6 +193,17 @@ private:
     int m_ich = 0;
     bool m_bError = false;
 };
+
+const PlatformName_s* FindPlatformName(const char* pszName)
+{
+    const char* pszBare = (pszName[0] == '$') ? pszName + 1 : pszName;
+    for (const PlatformName_s& name : k_rgPlatformNames)
+    {
+        if (!V_stricmp(pszBare, name.m_pszName))
+            return &name;
+    }
+    return nullptr;
+}
 } // namespace
 
 bool KeyValuesPlatformLookup(const char* pszName)
@@ -200,18 +212,29 @@ bool KeyValuesPlatformLookup(const char* pszName)
         return false;
     if (!strcmp(pszName, "$1"))
         return true;
-    const char* pszBare = (pszName[0] == '$') ? pszName + 1 : pszName;
-    for (const PlatformName_s& name : k_rgPlatformNames)
-    {
-        if (!V_stricmp(pszBare, name.m_pszName))
-            return name.m_pfnValue();
-    }
+    if (const PlatformName_s* pName = FindPlatformName(pszName))
+        return pName->m_pfnValue();
     return KeyValuesSystem()->GetKeyValuesExpressionSymbol(pszName);
+}
+
+bool BIsKeyValuesPlatformName(const char* pszName)
+{
+    return !strcmp(pszName, "$0") || !strcmp(pszName, "$1") || FindPlatformName(pszName);
 }
 
 bool EvaluateConditional(const char* pszExpression, KeyValuesConditionalLookup_t pfnLookup)
 {
+    bool bMalformed;
+    return EvaluateConditional(pszExpression, pfnLookup, &bMalformed);
+}
+
+bool EvaluateConditional(const char* pszExpression, KeyValuesConditionalLookup_t pfnLookup, bool* pbMalformed)
+{
+    *pbMalformed = false;
     if (!pszExpression)
         return false;
-    return CConditionalEvaluator(pszExpression, pfnLookup).Evaluate();
+    CConditionalEvaluator evaluator(pszExpression, pfnLookup);
+    bool bResult = evaluator.Evaluate();
+    *pbMalformed = evaluator.BMalformed();
+    return bResult;
 }

@@ -94,6 +94,8 @@ void CKeyValuesParser::ReportError(const char* pszMessage, int nOffset)
         m_bReported = true;
     }
     ++m_cErrors;
+    if (m_pObserver)
+        m_pObserver->OnError(pszMessage, nOffset);
     if (m_strErrorText.Length() < k_cchErrorTextMax)
         m_strErrorText.Append(szMessage);
 }

@@ -186,6 +186,8 @@ HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
 bool CKeyValuesReader::BEvaluate(const KeyValuesToken_s& token)
 {
     const char* pszText = m_tokenizer.TerminatedText(token);
+    if (IKeyValuesReadObserver* pObserver = m_parser.GetObserver())
+        pObserver->OnConditional(pszText, m_tokenizer.StartOffset(token));
     const char* pchBracket = strchr(pszText, '[');
     return EvaluateConditional(pchBracket ? pchBracket + 1 : pszText, KeyValuesPlatformLookup);
 }
@@ -321,6 +323,8 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
 
     HKeySymbol nSymbol = SymbolOf(token);
     KeyValues* pkvChild = NewNode(nSymbol, bEscapes);
+    if (IKeyValuesReadObserver* pObserver = m_parser.GetObserver())
+        pObserver->OnKey(pkvChild, m_tokenizer.StartOffset(token));
     int nSlot = m_parser.GetStackIndex() - 1;
     m_parser.SetKeyAt(nSlot, nSymbol);
 
@@ -446,6 +450,8 @@ void CKeyValuesReader::ReadDocument(KeyValues* pkvRoot)
         if (!pkvKey)
             pkvKey = NewNode(nSymbol, bEscapes);
         pkvKey->SetNameSymbol(nSymbol);
+        if (IKeyValuesReadObserver* pObserver = m_parser.GetObserver())
+            pObserver->OnKey(pkvKey, m_tokenizer.StartOffset(token));
         if (pkvPrevious)
         {
             // Later top-level keys are chained as peers, in front of any the root had.

@@ -79,6 +79,7 @@ bool CKeyValuesTokenizer::BReadTokenSlow(bool bUseEscapes, KeyValuesToken_s* pTo
     SkipWhiteSpaceAndComments();
     if (m_bGetOverflow || m_pch >= m_pchEnd)
         return true;
+    m_pchSlowTokenStart = m_pch;
     char ch = *m_pch;
     if (ch == '"')
     {

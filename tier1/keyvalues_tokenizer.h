@@ -152,6 +152,14 @@ public:
         bool bInTokenBuffer = token.m_pchText >= m_pchTokenBuffer && token.m_pchText < m_pchTokenBufferEnd;
         return bInTokenBuffer ? m_pchTokenBufferEnd : m_pchEnd;
     }
+    // Where the token begins in the document: its opening quote when quoted. Only the
+    // general path copies tokens into the token buffer, so only it notes where they began.
+    int StartOffset(const KeyValuesToken_s& token) const
+    {
+        if (ReadableEnd(token) == m_pchTokenBufferEnd)
+            return Offset(m_pchSlowTokenStart);
+        return Offset(token.m_pchText) - (token.m_bQuoted ? 1 : 0);
+    }
     // The buffer is exhausted or was in an error state.
     bool BInErrorState() const { return m_bGetOverflow || m_bOtherError; }
     void ReportError(const char* pszMessage);
@@ -259,6 +267,7 @@ private:
     uint32 m_cchTokenMax; // the token buffer's size less its terminator
     char* m_pchTokenBuffer;
     const char* m_pchTokenBufferEnd;
+    const char* m_pchSlowTokenStart = nullptr; // the last token the general path read
     CUtlCharConversion* m_pEscapes;
     CUtlCharConversion* m_pNoEscapes;
     // The simple token a look-ahead found from m_pchKnownFrom, so the next read from

@@ -8,6 +8,27 @@
 #include "tier1/utlstring.h"
 #include "vstdlib/ikeyvaluessystem.h"
 
+class KeyValues;
+
+// Told where the parts of a document begin, for tools that point into its text (a
+// checker's diagnostics). Offsets count bytes from the start of the buffer; a key's is
+// its first character (the opening quote of a quoted key). The reader pays one test per
+// key when no observer is set.
+class IKeyValuesReadObserver
+{
+public:
+    // A key just created, before its value or section is read (it may be dropped later
+    // by a false conditional or replaced by a later key).
+    virtual void OnKey(const KeyValues* pkv, int nOffset) = 0;
+    // A conditional token ("[$WIN32]"), before it is evaluated.
+    virtual void OnConditional(const char* pszConditional, int nOffset) = 0;
+    // Every error recorded, with the read offset it was recorded at.
+    virtual void OnError(const char* pszMessage, int nOffset) = 0;
+
+protected:
+    ~IKeyValuesReadObserver() = default;
+};
+
 class CKeyValuesParser
 {
 public:
@@ -26,6 +47,9 @@ public:
 
     // Prints the first error of a load as a warning (on by default).
     void SetReportEnabled(bool bEnabled) { m_bReportEnabled = bEnabled; }
+    // Null (the default) observes nothing.
+    void SetObserver(IKeyValuesReadObserver* pObserver) { m_pObserver = pObserver; }
+    IKeyValuesReadObserver* GetObserver() const { return m_pObserver; }
     bool BHasErrors() const { return m_cErrors != 0; }
     int GetErrorCount() const { return m_cErrors; }
     // Every message of the last load, concatenated.
@@ -57,6 +81,7 @@ private:
     int m_nErrorIndex = 0;
     int m_nMaxErrorIndex = 0;
     CUtlString m_strResourceName;
+    IKeyValuesReadObserver* m_pObserver = nullptr;
     char* m_pchTokenBuffer;
     int m_cubTokenBuffer;
     bool m_bReportEnabled = true;
@@ -76,3 +101,10 @@ bool KeyValuesPlatformLookup(const char* pszName);
 // and || strictly left to right, "!" before an operand, "(" groups, "$NAME" and numbers.
 // A malformed expression prints its first complaint and counts as false.
 bool EvaluateConditional(const char* pszExpression, KeyValuesConditionalLookup_t pfnLookup);
+// The same, telling through *pbMalformed whether the expression broke off at a bad token.
+bool EvaluateConditional(const char* pszExpression, KeyValuesConditionalLookup_t pfnLookup,
+                         bool* pbMalformed);
+
+// True for the names KeyValuesPlatformLookup knows itself ("$WIN32", "linux", "$0" ...),
+// whatever their value on this system.
+bool BIsKeyValuesPlatformName(const char* pszName);
