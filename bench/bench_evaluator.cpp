@@ -1,8 +1,9 @@
 // The evaluator end to end under Wine: wall time from CreateProcess to exit for a job with
-// an empty script, for a realistic script whose entries have all run already and for a
-// first launch that does real work, against a program that does nothing, each started
-// the way the platform starts the evaluator. Runs are interleaved so that load on the
-// machine falls on all of them alike.
+// an empty script, for a realistic script whose entries have all run already, for a
+// first launch that does real work and for five tiny installers carried out by the real
+// hand-off runner (against the same installer started on its own), against a program
+// that does nothing, each started the way the platform starts the evaluator. Runs are interleaved so that
+// load on the machine falls on all of them alike.
 //
 // bench_evaluator.exe [runs]   (default 25)
 
@@ -25,6 +26,9 @@ namespace fs = std::filesystem;
 
 constexpr unsigned k_unAppID = 990901;
 constexpr unsigned k_unFirstRunAppID = 990902;
+constexpr unsigned k_unHandOffAppID = 990903;
+constexpr int k_nHandOffInstallers = 5;
+const wchar_t k_wszInstallerArgs[] = L"--ms 50";
 
 // Every section of a typical install script, each entry with a has-run record in place.
 const char k_szRealisticScript[] = R"(
@@ -66,6 +70,7 @@ const std::pair<const wchar_t*, HKEY> k_rgHasRunRecords[] = {
 const wchar_t k_wszAppKey[] = L"Software\\Pellan\\Korvex\\Apps\\990901";
 const wchar_t k_wszFirstRunAppKey[] = L"Software\\Pellan\\Korvex\\Apps\\990902";
 const wchar_t k_wszFirstRunValuesKey[] = L"Software\\Bench Studio\\First Run";
+const wchar_t k_wszHandOffAppKey[] = L"Software\\Pellan\\Korvex\\Apps\\990903";
 
 constexpr int k_nFirstRunCopies = 20;
 constexpr size_t k_cubFirstRunCopy = 1 << 20;
@@ -100,6 +105,16 @@ std::string BuildFirstRunScript()
         strScript += " \"Payload" + std::to_string(i) + "\" { \"SrcFile\" \"%INSTALLDIR%\\\\payload\\\\" +
                      strFile + "\" \"DstFile\" \"%INSTALLDIR%\\\\installed\\\\" + strFile + "\" }";
     }
+    return strScript + " }";
+}
+
+// Five installers, each its own entry, for the real runner.
+std::string BuildHandOffScript()
+{
+    std::string strScript = "\"Run Process\" {";
+    for (int i = 0; i < k_nHandOffInstallers; ++i)
+        strScript += " \"Redist" + std::to_string(i) +
+                     "\" { \"process\" \"%INSTALLDIR%\\\\setup.exe\" \"command\" \"--ms 50\" }";
     return strScript + " }";
 }
 
@@ -180,6 +195,23 @@ void LayOutFirstRun(const fs::path& dir)
                   fs::copy_options::overwrite_existing);
 }
 
+// The runner where the evaluator starts its service, in a folder of its own (the first
+// launch's folder has the trivial stand-in there), and the installer in the game folder.
+void LayOutHandOff(const fs::path& dir)
+{
+    fs::create_directories(dir / "legacycompat");
+    fs::create_directories(dir / "game");
+    fs::copy_file(DosPathOf(ISE_BENCH_RUNNER_EXE), dir / "legacycompat" / "KorvexService.exe",
+                  fs::copy_options::overwrite_existing);
+    fs::copy_file(DosPathOf(ISE_BENCH_INSTALLER_EXE), dir / "game" / "setup.exe",
+                  fs::copy_options::overwrite_existing);
+}
+
+void ResetHandOff(const fs::path& /*dir*/)
+{
+    RemoveKey(k_wszHandOffAppKey);
+}
+
 // Back to before the first launch: no run-once records, no copies, no values.
 void ResetFirstRun(const fs::path& dir)
 {
@@ -230,23 +262,37 @@ int main(int argc, char** argv)
     WriteJob(dir / "empty.vdf", strInstallPath, "");
     WriteJob(dir / "realistic.vdf", strInstallPath, k_szRealisticScript);
     WriteJob(dir / "firstrun.vdf", strInstallPath, BuildFirstRunScript(), k_unFirstRunAppID);
+    const fs::path handOffDir = dir / "handoff";
+    LayOutHandOff(handOffDir);
+    WriteJob(handOffDir / "handoff.vdf", HostPathOf(handOffDir / "game"), BuildHandOffScript(),
+             k_unHandOffAppID);
     SetHasRunRecords();
     LayOutFirstRun(dir);
 
     const std::wstring wstrTrivial = DosPathOf(ISE_BENCH_TRIVIAL_EXE);
     const std::wstring wstrEvaluator = DosPathOf(ISE_BENCH_EVALUATOR_EXE);
+    const std::wstring wstrInstaller = (handOffDir / "game" / "setup.exe").wstring();
     struct
     {
         const char* m_pszName;
         const std::wstring& m_wstrExe;
         const wchar_t* m_pwszArgs;
         void (*m_pfnPrepare)(const fs::path& dir); // untimed, before each run; may be null
+        const fs::path& m_workDir;
         std::vector<double> m_vecTimes;
-    } rgSubjects[] = {{"trivial exe", wstrTrivial, L"", nullptr, {}},
-                      {"trivial exe asking for the known folders", wstrTrivial, L"folders", nullptr, {}},
-                      {"evaluator, empty script", wstrEvaluator, L"empty.vdf", nullptr, {}},
-                      {"evaluator, realistic script, all run", wstrEvaluator, L"realistic.vdf", nullptr, {}},
-                      {"evaluator, realistic first run", wstrEvaluator, L"firstrun.vdf", ResetFirstRun, {}}};
+    } rgSubjects[] = {
+        {"trivial exe", wstrTrivial, L"", nullptr, dir, {}},
+        {"trivial exe asking for the known folders", wstrTrivial, L"folders", nullptr, dir, {}},
+        {"evaluator, empty script", wstrEvaluator, L"empty.vdf", nullptr, dir, {}},
+        {"evaluator, realistic script, all run", wstrEvaluator, L"realistic.vdf", nullptr, dir, {}},
+        {"evaluator, realistic first run", wstrEvaluator, L"firstrun.vdf", ResetFirstRun, dir, {}},
+        {"example installer on its own", wstrInstaller, k_wszInstallerArgs, nullptr, handOffDir, {}},
+        {"evaluator, 5 installers, real runner",
+         wstrEvaluator,
+         L"handoff.vdf",
+         ResetHandOff,
+         handOffDir,
+         {}}};
     bool bFailed = false;
     for (int iRun = -1; iRun < nRuns; ++iRun) // run -1 warms the caches and is not counted
     {
@@ -254,7 +300,7 @@ int main(int argc, char** argv)
         {
             if (subject.m_pfnPrepare)
                 subject.m_pfnPrepare(dir);
-            const double flMilliseconds = TimeRun(subject.m_wstrExe, subject.m_pwszArgs, dir);
+            const double flMilliseconds = TimeRun(subject.m_wstrExe, subject.m_pwszArgs, subject.m_workDir);
             bFailed |= flMilliseconds < 0;
             if (iRun >= 0)
                 subject.m_vecTimes.push_back(flMilliseconds);
@@ -266,7 +312,14 @@ int main(int argc, char** argv)
     for (const auto& subject : rgSubjects)
         printf("%-40s %8.2f ms  %5.2fx\n", subject.m_pszName, Median(subject.m_vecTimes),
                Median(subject.m_vecTimes) / flBaseline);
+    // What the whole hand-off adds to each installer: the runner's start, its records and
+    // the evaluator's polling, over the installers' own time.
+    const double flInstallers = k_nHandOffInstallers * Median(rgSubjects[5].m_vecTimes);
+    const double flHandOff = Median(rgSubjects[6].m_vecTimes);
+    printf("hand-off of %d installers: %.2f ms against %.2f ms for the installers alone; %.2f ms per step\n",
+           k_nHandOffInstallers, flHandOff, flInstallers, (flHandOff - flInstallers) / k_nHandOffInstallers);
     RemoveKey(k_wszAppKey);
+    ResetHandOff(dir);
     ResetFirstRun(dir);
     std::error_code error;
     fs::remove_all(dir, error);

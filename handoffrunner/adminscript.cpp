@@ -90,57 +90,57 @@ void LogMalformed(uint32 unAppID, const char* pszSection, KeyValues* pkvRecord, 
     ++pScript->m_cMalformedRecords;
 }
 
-void ReadLinks(KeyValues* pkvSection, uint32 unAppID, AdminScript_s* pScript)
+LinkRecord_s ReadLink(KeyValues* pkvRecord, CRecordReader& reader)
 {
-    for (KeyValues* pkvRecord = pkvSection->GetFirstSubKey(); pkvRecord; pkvRecord = pkvRecord->GetNextKey())
-    {
-        if (pkvRecord->GetDataType() != KeyValues::TYPE_NONE)
-        {
-            LogMalformed(unAppID, "symlink", pkvRecord, "a value where a record belongs", pScript);
-            continue;
-        }
-        CRecordReader reader(pkvRecord);
-        LinkRecord_s link;
-        link.m_strName = pkvRecord->GetName();
-        link.m_strFrom = reader.String("from", true);
-        link.m_strTo = reader.String("to", true);
-        link.m_bIgnoreExitCode = reader.Integer("IgnoreExitCode", 0, false) != 0;
-        if (reader.BMalformed())
-            LogMalformed(unAppID, "symlink", pkvRecord, reader.GetProblem(), pScript);
-        else
-            pScript->m_vecLinks.push_back(link);
-    }
+    LinkRecord_s link;
+    link.m_strName = pkvRecord->GetName();
+    link.m_strFrom = reader.String("from", true);
+    link.m_strTo = reader.String("to", true);
+    link.m_bIgnoreExitCode = reader.Integer("IgnoreExitCode", 0, false) != 0;
+    return link;
 }
 
-void ReadJobs(KeyValues* pkvSection, uint32 unAppID, AdminScript_s* pScript)
+InstallerJob_s ReadJob(KeyValues* pkvRecord, CRecordReader& reader)
 {
+    InstallerJob_s job;
+    job.m_strName = pkvRecord->GetName();
+    job.m_strProcess = reader.String("Process", true);
+    job.m_strCommand = reader.String("Command", false);
+    job.m_strDescription = reader.String("Description", false);
+    job.m_strHasRunKey = reader.String("HasRunKey", false);
+    job.m_strRunKeyName = reader.String("RunKeyName", false);
+    job.m_unMinimumHasRunValue = (uint32)reader.Integer("MinimumHasRunValue", 1, false);
+    job.m_bIgnoreExitCode = reader.Integer("IgnoreExitCode", 0, false) != 0;
+    job.m_bIgnoreHasRunKey = reader.Integer("IgnoreHasRunKey", 0, false) != 0;
+    job.m_strValidExitCodes = reader.String("ValidExitCodes", false);
+    job.m_unSequence = (uint32)reader.Integer("Sequence", 0, true, true);
+    job.m_vecEnvironment = reader.Variables("Environment");
+    return job;
+}
+
+// Every record of the section read with pfnRead into the list; the malformed ones logged.
+template <typename Record_t>
+uint32 ReadRecords(KeyValues* pkvSection, uint32 unAppID, Record_t (*pfnRead)(KeyValues*, CRecordReader&),
+                   std::vector<Record_t>* pvecRecords, AdminScript_s* pScript)
+{
+    uint32 cRecords = 0;
     for (KeyValues* pkvRecord = pkvSection->GetFirstSubKey(); pkvRecord; pkvRecord = pkvRecord->GetNextKey())
     {
-        ++pScript->m_cJobRecords;
+        ++cRecords;
         if (pkvRecord->GetDataType() != KeyValues::TYPE_NONE)
         {
-            LogMalformed(unAppID, "Run Process", pkvRecord, "a value where a record belongs", pScript);
+            LogMalformed(unAppID, pkvSection->GetName(), pkvRecord, "a value where a record belongs",
+                         pScript);
             continue;
         }
         CRecordReader reader(pkvRecord);
-        InstallerJob_s job;
-        job.m_strName = pkvRecord->GetName();
-        job.m_strProcess = reader.String("Process", true);
-        job.m_strCommand = reader.String("Command", false);
-        job.m_strDescription = reader.String("Description", false);
-        job.m_strHasRunKey = reader.String("HasRunKey", false);
-        job.m_strRunKeyName = reader.String("RunKeyName", false);
-        job.m_unMinimumHasRunValue = (uint32)reader.Integer("MinimumHasRunValue", 1, false);
-        job.m_bIgnoreExitCode = reader.Integer("IgnoreExitCode", 0, false) != 0;
-        job.m_bIgnoreHasRunKey = reader.Integer("IgnoreHasRunKey", 0, false) != 0;
-        job.m_strValidExitCodes = reader.String("ValidExitCodes", false);
-        job.m_unSequence = (uint32)reader.Integer("Sequence", 0, true, true);
-        job.m_vecEnvironment = reader.Variables("Environment");
+        Record_t record = pfnRead(pkvRecord, reader);
         if (reader.BMalformed())
-            LogMalformed(unAppID, "Run Process", pkvRecord, reader.GetProblem(), pScript);
+            LogMalformed(unAppID, pkvSection->GetName(), pkvRecord, reader.GetProblem(), pScript);
         else
-            pScript->m_vecJobs.push_back(job);
+            pvecRecords->push_back(record);
     }
+    return cRecords;
 }
 
 } // namespace
@@ -169,9 +169,9 @@ bool BReadAdminScript(const char* pszPath, uint32 unAppID, AdminScript_s* pScrip
             InstallScriptAppLog(unAppID, "Unknown value \"%s\" in the admin script ignored",
                                 pkvSection->GetName());
         else if (V_stricmp(pkvSection->GetName(), "symlink") == 0)
-            ReadLinks(pkvSection, unAppID, pScript);
+            ReadRecords(pkvSection, unAppID, ReadLink, &pScript->m_vecLinks, pScript);
         else if (V_stricmp(pkvSection->GetName(), "Run Process") == 0)
-            ReadJobs(pkvSection, unAppID, pScript);
+            pScript->m_cJobRecords += ReadRecords(pkvSection, unAppID, ReadJob, &pScript->m_vecJobs, pScript);
         else
             InstallScriptAppLog(unAppID, "Unknown section \"%s\" in the admin script ignored",
                                 pkvSection->GetName());

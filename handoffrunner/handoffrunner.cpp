@@ -8,6 +8,7 @@
 #include "handoffrunner/adminscript.h"
 #include "handoffrunner/installers.h"
 #include "handoffrunner/links.h"
+#include "handoffrunner/processlauncher.h"
 #include "tier1/utlstring.h"
 #include "vstdlib/strtools.h"
 
@@ -71,6 +72,7 @@ int HandOffRunner::main(int argc, char** argv)
     InstallScriptAppLog(unAppID, "KorvexService.exe carries out \"%s\": %u links, %u installer steps",
                         pszAdminScript, (unsigned)script.m_vecLinks.size(), script.m_cJobRecords);
 
+    EndInstallersWithRunner();
     bool bAllSucceeded = script.m_cMalformedRecords == 0;
     for (const LinkRecord_s& link : script.m_vecLinks)
         bAllSucceeded &= BMakeLink(link, unAppID);

@@ -137,6 +137,14 @@ void CloseIfOpen(HANDLE* phHandle)
 
 } // namespace
 
+void EndInstallersWithRunner()
+{
+    // The handle stays open for the life of the process: its closing is the signal.
+    HANDLE hJob = CreateKillOnCloseJob();
+    if (hJob != INVALID_HANDLE_VALUE && !AssignProcessToJobObject(hJob, GetCurrentProcess()))
+        CloseHandle(hJob);
+}
+
 ProcessOutcome_s RunInstallerProcess(const InstallerJob_s& job, uint32 unTimeoutSeconds)
 {
     ProcessOutcome_s outcome;
@@ -164,7 +172,8 @@ ProcessOutcome_s RunInstallerProcess(const InstallerJob_s& job, uint32 unTimeout
         CloseIfOpen(&hJob);
         return outcome;
     }
-    // Without the job (nested jobs can be refused) a time limit still ends the installer.
+    // Its own job sits inside the runner's; without it (nested jobs can be refused) a time
+    // limit still ends the installer.
     if (hJob != INVALID_HANDLE_VALUE && !AssignProcessToJobObject(hJob, process.hProcess))
         CloseIfOpen(&hJob);
     ResumeThread(process.hThread);

@@ -15,5 +15,9 @@ struct ProcessOutcome_s
     uint32 m_unError = 0; // the system error when it could not be started
 };
 
+// Puts the runner into a job that ends every process it starts when the runner ends,
+// killed or not, even one created a moment before and not yet running.
+void EndInstallersWithRunner();
+
 // unTimeoutSeconds 0 waits for ever.
 ProcessOutcome_s RunInstallerProcess(const InstallerJob_s& job, uint32 unTimeoutSeconds);

@@ -25,20 +25,28 @@ std::vector<std::string> RunJob(const CScratchDir& dir, unsigned int unAppID, in
     return RunGroupJob(dir, unAppID, nMode, "\"compat_installscript\" { " + strScript + " }");
 }
 
-// Ends every running runner; the evaluator waiting for it carries on.
-void KillRunners()
+// Ends the runner started from the directory (tests of other directories run beside it);
+// the evaluator waiting for it carries on.
+void KillRunner(const CScratchDir& dir)
 {
+    const std::wstring wstrRunner = Widen(dir.File("legacycompat\\KorvexService.exe"));
     HANDLE hSnapshot = CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0);
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL bMore = Process32FirstW(hSnapshot, &entry); bMore; bMore = Process32NextW(hSnapshot, &entry))
     {
-        if (_wcsicmp(entry.szExeFile, L"KorvexService.exe") != 0)
-            continue;
-        HANDLE hProcess = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE, FALSE, entry.th32ProcessID);
-        TerminateProcess(hProcess, 99);
-        WaitForSingleObject(hProcess, 5000);
-        CloseHandle(hProcess);
+        HANDLE hProcess = OpenProcess(PROCESS_TERMINATE | SYNCHRONIZE | PROCESS_QUERY_LIMITED_INFORMATION,
+                                      FALSE, entry.th32ProcessID);
+        wchar_t wszImage[MAX_PATH * 2] = L"";
+        DWORD cchImage = MAX_PATH * 2;
+        if (hProcess && QueryFullProcessImageNameW(hProcess, 0, wszImage, &cchImage) &&
+            _wcsicmp(wszImage, wstrRunner.c_str()) == 0)
+        {
+            TerminateProcess(hProcess, 99);
+            WaitForSingleObject(hProcess, 5000);
+        }
+        if (hProcess)
+            CloseHandle(hProcess);
     }
     CloseHandle(hSnapshot);
 }
@@ -195,13 +203,17 @@ TEST(HandOff, KilledRunnerLeavesFinishedUnitsDoneAndTheNextLaunchCompletesTheRes
                                   Entry("last", InstallerArgs(dir, "last")) + " }";
     dir.Write("job.vdf",
               Job(Group(990716, 1, dir.HostPath("game"), "\"compat_installscript\" { " + strScript + " }")));
+    // Killed a second into the long step, when its installer surely runs.
     bool bKilled = false;
+    DWORD dwLongStarted = 0;
     RunEvaluator(dir, {"job.vdf"}, ISE_EVALUATOR_EXE,
                  [&]
                  {
-                     if (!bKilled && !LogLinesWith(dir, "Step 2 of 3 started").empty())
+                     if (!dwLongStarted && !LogLinesWith(dir, "Step 2 of 3 started").empty())
+                         dwLongStarted = GetTickCount();
+                     if (!bKilled && dwLongStarted && GetTickCount() - dwLongStarted > 1000)
                      {
-                         KillRunners();
+                         KillRunner(dir);
                          bKilled = true;
                      }
                      return false;
@@ -209,6 +221,7 @@ TEST(HandOff, KilledRunnerLeavesFinishedUnitsDoneAndTheNextLaunchCompletesTheRes
     ASSERT_TRUE(bKilled);
     EXPECT_EQ((std::vector<std::string>{"quick"}), InstallerRuns(dir));
 
+    // Its installer went with it: no "long" of the first launch appears.
     RunJob(dir, 990716, 1, strScript);
     EXPECT_EQ((std::vector<std::string>{"quick", "long", "last"}), InstallerRuns(dir));
 }

@@ -74,6 +74,7 @@ TEST(HandOffRunner, UnreadableAdminScriptsDoNothingAndExitWith1)
 TEST(HandOffRunner, MalformedRecordsAreLoggedAndTheOthersStillRun)
 {
     CScratchDir dir;
+    CScratchAppKey appKey(k_unAppID);
     InstallRunnerAndInstaller(dir);
     const std::string strQuoted = "C:\\\\no\\\\\\\"such\\\\setup.exe";
     EXPECT_EQ(1,
@@ -84,7 +85,8 @@ TEST(HandOffRunner, MalformedRecordsAreLoggedAndTheOthersStillRun)
                                  JobRecord("quoted", strQuoted, "", "2") +
                                  JobRecord("good", SetupPath(dir), Escaped(InstallerArgs(dir, "good")), "3") +
                                  " }"));
-    EXPECT_EQ((std::vector<std::string>{"good"}), InstallerRuns(dir));
+    EXPECT_EQ((std::vector<std::string>{"good"}), InstallerRuns(dir))
+        << testing::PrintToString(dir.LogLines());
     EXPECT_EQ(
         (std::vector<std::string>{
             "[AppID 990701] Malformed symlink record \"nolink\" left out: \"from\" is missing",
