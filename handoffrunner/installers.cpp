@@ -113,7 +113,9 @@ bool BRunUnit(const InstallerUnit_s& unit, const StepContext_s& context)
     bool bAllSucceeded = true;
     for (const InstallerJob_s* pJob : unit.m_vecJobs)
         bAllSucceeded &= BRunJob(*pJob, context);
-    if (bAllSucceeded && bHasRecord)
+    // A unit run whatever its record says (every uninstall step is one) leaves the record
+    // alone: an uninstaller must not mark its entry's installer as done.
+    if (bAllSucceeded && bHasRecord && !first.m_bIgnoreHasRunKey)
         record.SetHasRun();
     return bAllSucceeded;
 }

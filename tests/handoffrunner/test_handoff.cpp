@@ -79,6 +79,13 @@ TEST(HandOff, InstallersRunInSequenceWithTheirCommandLinesFoldersAndEnvironment)
     RunJob(dir, 990711, 1, strScript);
     EXPECT_EQ(4u, InstallerRuns(dir).size());
     EXPECT_TRUE(LogLinesWith(dir, "KorvexService.exe").empty());
+
+    // Uninstalling forgets the records, and the uninstaller of "first" sets none again.
+    RunJob(dir, 990711, 3,
+           "\"Run Process On Uninstall\" { " + Entry("first", InstallerArgs(dir, "removal")) + " } " +
+               strScript);
+    EXPECT_EQ("removal", InstallerRuns(dir).back());
+    EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key(), L"first"));
 }
 
 TEST(HandOff, ExitCodesDecideWhichEntriesAreRecorded)
