@@ -67,9 +67,11 @@ public:
     }
 
 private:
-    // Small documents pay for a small table; at most 2 MiB for documents of many names.
+    // Small documents pay for a small table. At most 512 KiB, which stays in the second-
+    // level cache: a document of more names than that (8,192) mostly meets each once, and
+    // a bigger cache would only be built and missed while the key-name table answers.
     static constexpr uint32 k_cEntriesInitial = 512;
-    static constexpr uint32 k_cEntriesMax = 65536;
+    static constexpr uint32 k_cEntriesMax = 16384;
 
     struct Entry_s
     {

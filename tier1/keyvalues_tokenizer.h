@@ -242,6 +242,7 @@ private:
     }
     bool BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken);
     bool BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValuesToken_s* pToken);
+    const char* CopyPlainAndEscapes(const char* pch, char chEscape, const char* rgchEscapes, int* pcchOut);
     bool BReadUnquoted(KeyValuesToken_s* pToken);
     bool BReadUntilNul(KeyValuesToken_s* pToken);
     // Cuts a token longer than the token buffer allows and records the overflow.
@@ -261,6 +262,7 @@ private:
     const char* m_pchTokenBufferEnd;
     CUtlCharConversion* m_pEscapes;
     CUtlCharConversion* m_pNoEscapes;
+    const char* m_rgchEscapes; // m_pEscapes as a table (see CopyPlainAndEscapes)
     // The simple token a look-ahead found from m_pchKnownFrom, so the next read from
     // there does not scan it again.
     const char* m_pchKnownFrom = nullptr;
