@@ -48,6 +48,8 @@ public:
         *pProbe = {ulHash, ulFirstWord, nSlot};
         return INVALID_KEY_SYMBOL;
     }
+    // No room for more names: the document holds more than the cache keeps.
+    bool BFull() const { return m_nMask + 1 >= k_cEntriesMax && 2 * (m_cUsed + 1) > m_nMask + 1; }
     // Only names whose pooled text is exactly these bytes are worth keeping.
     void Store(const Probe_s& probe, const char* pch, uint32 cch, HKeySymbol nSymbol)
     {

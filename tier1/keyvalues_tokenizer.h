@@ -143,6 +143,24 @@ public:
     // false). Reading it may also reach the end of the input (a quote never closed), so
     // only braces and cleanly closed quoted tokens are judged without reading them.
     bool BReadConditional(bool bUseEscapes, KeyValuesToken_s* pToken, bool* pbClean);
+    // The quoted token after the next one, when both are simple (in a section of pairs,
+    // the next entry's name, read ahead so its lookup can be started early). The next
+    // token is remembered, so reading it does not scan it again.
+    bool BPeekTokenAfterNext(bool bUseEscapes, const char** ppchText, uint32* pcchText)
+    {
+        const char* pchClose;
+        const char* pchStart = FindSimpleToken(bUseEscapes, &pchClose);
+        if (!pchStart || *pchStart != '"')
+            return false;
+        RememberSimpleToken(bUseEscapes, pchStart, pchClose);
+        pchStart =
+            FindSimpleTokenAt(KeyValuesChars::SkipSpaces(pchClose + 1, m_pchEnd), bUseEscapes, &pchClose);
+        if (!pchStart || *pchStart != '"')
+            return false;
+        *ppchText = pchStart + 1;
+        *pcchText = (uint32)(pchClose - pchStart - 1);
+        return true;
+    }
     // The token's text with its terminator, copied into the token buffer when needed.
     const char* TerminatedText(const KeyValuesToken_s& token);
 
@@ -217,6 +235,14 @@ private:
         const char* pchClose = FindQuoteEnd(pch, bUseEscapes);
         *ppchClose = pchClose;
         return BClosesSimply(pch, pchClose) ? pch : nullptr;
+    }
+    // A simple token found ahead of the read position, for the next read from there.
+    void RememberSimpleToken(bool bUseEscapes, const char* pchStart, const char* pchClose)
+    {
+        m_pchKnownFrom = m_pch;
+        m_pchKnownStart = pchStart;
+        m_pchKnownClose = pchClose;
+        m_bKnownEscapes = bUseEscapes;
     }
     // The quoted token at pchQuote ends at pchClose with its quote and fits the buffer.
     bool BClosesSimply(const char* pchQuote, const char* pchClose) const
@@ -303,9 +329,6 @@ inline bool CKeyValuesTokenizer::BReadConditional(bool bUseEscapes, KeyValuesTok
     *pbClean = true;
     if (!pchStart)
         return BReadConditionalSlow(bUseEscapes, pToken, pbClean);
-    m_pchKnownFrom = m_pch;
-    m_pchKnownStart = pchStart;
-    m_pchKnownClose = pchClose;
-    m_bKnownEscapes = bUseEscapes;
+    RememberSimpleToken(bUseEscapes, pchStart, pchClose);
     return false;
 }

@@ -43,6 +43,12 @@ public:
         }
     }
 
+    void Prefetch(uint32 unHash) const
+    {
+        const Index_s* pIndex = m_pIndex.load(std::memory_order_acquire);
+        __builtin_prefetch(&pIndex->Slots()[unHash & pIndex->m_nMask]);
+    }
+
     // Writers only, one at a time. The symbol's name must be readable before the insert:
     // the slot's store is what publishes it to lookups.
     bool BFull() const { return m_cNames + 1 > Capacity(m_pIndex.load(std::memory_order_relaxed)); }

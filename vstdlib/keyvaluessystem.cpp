@@ -69,10 +69,8 @@ uint64 MixChunk(uint64 ulHash, uint64 ulChunk)
 
 // The case-insensitive hash of a name, eight characters per step: a hit must cost far
 // less than the node it names.
-uint32 HashName(const char* pszName, uint32* pcchName)
+uint32 HashName(const char* pszName, size_t cchName)
 {
-    size_t cchName = strlen(pszName);
-    *pcchName = (uint32)cchName;
     uint64 ulHash = CKeyValuesSystem::k_unHashSeed ^ (cchName * 0xC2B2AE3D27D4EB4Full);
     size_t ich = 0;
     for (; ich + 8 <= cchName; ich += 8)
@@ -176,9 +174,8 @@ void CKeyValuesSystem::GrowIndex()
                 // Offset 0 of block 0 is the empty name; a block's unused tail is zeroed.
                 for (uint32 ich = iBlock == 0 ? 1 : 0; ich < ichEnd && pBlock[ich];)
                 {
-                    uint32 cchName;
-                    uint32 unHash = HashName(pBlock + ich, &cchName);
-                    fnAdd(unHash, (HKeySymbol)(iBlock * k_cubPoolBlock + ich));
+                    uint32 cchName = (uint32)strlen(pBlock + ich);
+                    fnAdd(HashName(pBlock + ich, cchName), (HKeySymbol)(iBlock * k_cubPoolBlock + ich));
                     ich += cchName + 1;
                 }
             }
@@ -236,8 +233,8 @@ HKeySymbol CKeyValuesSystem::GetSymbolForString(const char* pszName, bool bCreat
 {
     if (!pszName || !*pszName)
         return 0;
-    uint32 cchName;
-    uint32 unHash = HashName(pszName, &cchName);
+    uint32 cchName = (uint32)strlen(pszName);
+    uint32 unHash = HashName(pszName, cchName);
     HKeySymbol nSymbol = Find(unHash, pszName);
     if (nSymbol || !bCreate)
         return nSymbol;
@@ -257,6 +254,11 @@ HKeySymbol CKeyValuesSystem::GetSymbolForString(const char* pszName, bool bCreat
     }
     report.Emit();
     return nSymbol;
+}
+
+void CKeyValuesSystem::PrefetchName(const char* pchName, uint32 cchName) const
+{
+    m_index.Prefetch(HashName(pchName, cchName));
 }
 
 const char* CKeyValuesSystem::GetStringForSymbol(HKeySymbol nSymbol)
@@ -334,9 +336,22 @@ void CKeyValuesSystem::DumpRecentKeys(uint32 nCount)
         Msg("%s\n", GetStringForSymbol(rgnKeys[i]));
 }
 
-IKeyValuesSystem* KeyValuesSystem()
+namespace
+{
+CKeyValuesSystem* GlobalKeyValuesSystem()
 {
     // Never destroyed: nodes in static storage may still name keys while the process ends.
     static CKeyValuesSystem* s_pSystem = new CKeyValuesSystem();
     return s_pSystem;
+}
+} // namespace
+
+IKeyValuesSystem* KeyValuesSystem()
+{
+    return GlobalKeyValuesSystem();
+}
+
+void PrefetchKeyName(const char* pchName, uint32 cchName)
+{
+    GlobalKeyValuesSystem()->PrefetchName(pchName, cchName);
 }

@@ -37,6 +37,9 @@ public:
     bool LoadedKeyValueFile(const char* pszFile) override;
     void DumpRecentKeys(uint32 nCount) override;
 
+    // Starts loading the index line where a lookup of these cch bytes will probe.
+    void PrefetchName(const char* pchName, uint32 cchName) const;
+
     int GetLargestKeyValuesSize() const { return m_nLargestKeyValuesSize.load(std::memory_order_relaxed); }
     // Bytes of the pool handed out so far (the next symbol, when it fits the current block).
     uint32 GetPoolUsed() const { return m_unPoolPos.load(std::memory_order_acquire); }
