@@ -1,7 +1,7 @@
 #pragma once
 // Key-name symbols by the exact bytes of a name, for one reader. A document repeats the
 // same names over and over; an exact byte match against the name's pooled text skips the
-// key-name table's case-folding hash and its bucket walk. Symbols and their pooled text
+// key-name table's case-folding hash and its index probe. Symbols and their pooled text
 // never die, so an entry never goes stale. A name spelled in another case than its first
 // spelling always goes to the table.
 
