@@ -28,13 +28,17 @@ private:
 class CDocWriter
 {
 public:
-    explicit CDocWriter(size_t cubTarget) { m_str.reserve(cubTarget + (cubTarget >> 4) + 4096); }
+    CDocWriter(size_t cubTarget, bool bEscapes) : m_bEscapes(bEscapes)
+    {
+        m_str.reserve(cubTarget + (cubTarget >> 4) + 4096);
+    }
 
     void Tabs() { m_str.append((size_t)m_nDepth, '\t'); }
     void Open(const std::string& strName)
     {
         Tabs();
-        m_str += "\"" + strName + "\"\n";
+        Quoted(strName);
+        m_str += "\n";
         Tabs();
         m_str += "{\n";
         ++m_nDepth;
@@ -48,7 +52,10 @@ public:
     void Value(const std::string& strName, const std::string& strValue)
     {
         Tabs();
-        m_str += "\"" + strName + "\"\t\t\"" + strValue + "\"\n";
+        Quoted(strName);
+        m_str += "\t\t";
+        Quoted(strValue);
+        m_str += "\n";
     }
     void Comment(const std::string& strText)
     {
@@ -59,8 +66,21 @@ public:
     std::string Take() { return std::move(m_str); }
 
 private:
+    void Quoted(const std::string& strText)
+    {
+        m_str += '"';
+        for (char ch : strText)
+        {
+            if (ch == '\\' && m_bEscapes)
+                m_str += '\\';
+            m_str += ch;
+        }
+        m_str += '"';
+    }
+
     std::string m_str;
     int m_nDepth = 0;
+    bool m_bEscapes;
 };
 
 const char* const k_rgpszWords[] = {
@@ -151,6 +171,38 @@ std::string Description(CDocRandom& rng)
     return str;
 }
 
+// Pronounceable stems, so names differ in length and in their first bytes as real ones do.
+const char* const k_rgpszSyllables[] = {"up",  "pa",  "nort", "ka", "mi",  "lo",
+                                        "ver", "dra", "sen",  "tu", "bel", "ox"};
+
+std::string DistinctName(CDocRandom& rng, uint32_t unCounter)
+{
+    const size_t cSyllables = sizeof(k_rgpszSyllables) / sizeof(k_rgpszSyllables[0]);
+    std::string strName = k_rgpszSyllables[rng.Below((uint32_t)cSyllables)];
+    if (rng.Below(2))
+        strName += k_rgpszSyllables[rng.Below((uint32_t)cSyllables)];
+    return strName + Number(unCounter);
+}
+
+void WriteFlatDistinct(CDocWriter& doc, CDocRandom& rng, size_t cubTarget)
+{
+    const size_t cWords = sizeof(k_rgpszWords) / sizeof(k_rgpszWords[0]);
+    doc.Open("Catalogue");
+    uint32_t unCounter = 0;
+    for (uint32_t unSection = 0; doc.Size() < cubTarget; ++unSection)
+    {
+        doc.Open("group " + Number(unSection));
+        for (int i = 0; i < 1000 && doc.Size() < cubTarget; ++i)
+        {
+            std::string strName = DistinctName(rng, unCounter++);
+            doc.Value(strName,
+                      rng.Below(4) ? Number(rng.Below(1000)) : k_rgpszWords[rng.Below((uint32_t)cWords)]);
+        }
+        doc.Close();
+    }
+    doc.Close();
+}
+
 void WriteLongStrings(CDocWriter& doc, CDocRandom& rng, size_t cubTarget)
 {
     doc.Open("Descriptions");
@@ -167,15 +219,16 @@ void WriteLongStrings(CDocWriter& doc, CDocRandom& rng, size_t cubTarget)
 
 const char* KVDocShapeName(EKVDocShape eShape)
 {
-    static const char* const k_rgpszNames[] = {"installscript", "flat", "longstrings"};
+    static const char* const k_rgpszNames[] = {"installscript", "flat", "longstrings", "flatdistinct"};
     return k_rgpszNames[eShape];
 }
 
-std::string GenerateKVDocument(EKVDocShape eShape, size_t cubTarget)
+std::string GenerateKVDocument(EKVDocShape eShape, size_t cubTarget, bool bEscapes)
 {
     typedef void (*WriteShape_t)(CDocWriter&, CDocRandom&, size_t);
-    static const WriteShape_t k_rgpfnShapes[] = {WriteInstallScripts, WriteFlat, WriteLongStrings};
-    CDocWriter doc(cubTarget);
+    static const WriteShape_t k_rgpfnShapes[] = {WriteInstallScripts, WriteFlat, WriteLongStrings,
+                                                 WriteFlatDistinct};
+    CDocWriter doc(cubTarget, bEscapes);
     CDocRandom rng;
     k_rgpfnShapes[eShape](doc, rng, cubTarget);
     return doc.Take();

@@ -18,10 +18,16 @@ enum EKVDocShape
     // Few keys: sections of eight descriptions, each a quoted text of 200 to 2,000
     // characters (words, punctuation, a path or two with backslashes).
     k_EKVDocShapeLongStrings,
+    // Sections of 1,000 short pairs whose names are all distinct ("up0", "papa1",
+    // "nort2", ...), with small numbers or short words as values: a localisation table
+    // or an item catalogue, some 50,000 names a megabyte.
+    k_EKVDocShapeFlatDistinct,
 };
 
 const char* KVDocShapeName(EKVDocShape eShape);
 
 // A document of the shape, cubTarget bytes long or a little more (its sections are
-// closed after the target is reached). The same arguments give the same bytes.
-std::string GenerateKVDocument(EKVDocShape eShape, size_t cubTarget);
+// closed after the target is reached). With bEscapes, backslashes are doubled as the
+// writer writes a tree that uses escape sequences, so both read to the same tree. The
+// same arguments give the same bytes.
+std::string GenerateKVDocument(EKVDocShape eShape, size_t cubTarget, bool bEscapes);

@@ -144,6 +144,7 @@ private:
         return m_tokenizer.BReadToken(bUseEscapes, pToken);
     }
     HKeySymbol SymbolOf(const KeyValuesToken_s& token);
+    void PrefetchNextName(bool bEscapes);
     KeyValues* NewNode(HKeySymbol nSymbol, bool bEscapes)
     {
         return ::new (m_nodes.New()) KeyValues(nSymbol, bEscapes);
@@ -181,6 +182,17 @@ HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
     nSymbol = KeyValuesSystem()->GetSymbolForString(pszName, true);
     m_symbolCache.Store(probe, pszName, token.m_cchText, nSymbol);
     return nSymbol;
+}
+
+// A document of more names than the name cache keeps sends most keys to the key-name
+// table, whose index then outgrows the caches: the next entry's name is looked for there
+// one entry ahead, so its line is on the way while this one is read.
+void CKeyValuesReader::PrefetchNextName(bool bEscapes)
+{
+    const char* pchName;
+    uint32 cchName;
+    if (m_symbolCache.BFull() && m_tokenizer.BPeekTokenAfterNext(bEscapes, &pchName, &cchName))
+        PrefetchKeyName(pchName, cchName);
 }
 
 bool CKeyValuesReader::BEvaluate(const KeyValuesToken_s& token)
@@ -321,6 +333,7 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
     if (token.IsUnquoted('}'))
         return k_EEntryClosed;
 
+    PrefetchNextName(bEscapes);
     HKeySymbol nSymbol = SymbolOf(token);
     KeyValues* pkvChild = NewNode(nSymbol, bEscapes);
     if (IKeyValuesReadObserver* pObserver = m_parser.GetObserver())

@@ -1,7 +1,7 @@
 #pragma once
 // Key-name symbols by the exact bytes of a name, for one reader. A document repeats the
 // same names over and over; an exact byte match against the name's pooled text skips the
-// key-name table's case-folding hash and its bucket walk. Symbols and their pooled text
+// key-name table's case-folding hash and its index probe. Symbols and their pooled text
 // never die, so an entry never goes stale. A name spelled in another case than its first
 // spelling always goes to the table.
 
@@ -48,6 +48,8 @@ public:
         *pProbe = {ulHash, ulFirstWord, nSlot};
         return INVALID_KEY_SYMBOL;
     }
+    // No room for more names: the document holds more than the cache keeps.
+    bool BFull() const { return m_nMask + 1 >= k_cEntriesMax && 2 * (m_cUsed + 1) > m_nMask + 1; }
     // Only names whose pooled text is exactly these bytes are worth keeping.
     void Store(const Probe_s& probe, const char* pch, uint32 cch, HKeySymbol nSymbol)
     {
@@ -67,9 +69,11 @@ public:
     }
 
 private:
-    // Small documents pay for a small table; at most 2 MiB for documents of many names.
+    // Small documents pay for a small table. At most 512 KiB, which stays in the second-
+    // level cache: a document of more names than that (8,192) mostly meets each once, and
+    // a bigger cache would only be built and missed while the key-name table answers.
     static constexpr uint32 k_cEntriesInitial = 512;
-    static constexpr uint32 k_cEntriesMax = 65536;
+    static constexpr uint32 k_cEntriesMax = 16384;
 
     struct Entry_s
     {

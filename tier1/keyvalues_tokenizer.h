@@ -143,6 +143,24 @@ public:
     // false). Reading it may also reach the end of the input (a quote never closed), so
     // only braces and cleanly closed quoted tokens are judged without reading them.
     bool BReadConditional(bool bUseEscapes, KeyValuesToken_s* pToken, bool* pbClean);
+    // The quoted token after the next one, when both are simple (in a section of pairs,
+    // the next entry's name, read ahead so its lookup can be started early). The next
+    // token is remembered, so reading it does not scan it again.
+    bool BPeekTokenAfterNext(bool bUseEscapes, const char** ppchText, uint32* pcchText)
+    {
+        const char* pchClose;
+        const char* pchStart = FindSimpleToken(bUseEscapes, &pchClose);
+        if (!pchStart || *pchStart != '"')
+            return false;
+        RememberSimpleToken(bUseEscapes, pchStart, pchClose);
+        pchStart =
+            FindSimpleTokenAt(KeyValuesChars::SkipSpaces(pchClose + 1, m_pchEnd), bUseEscapes, &pchClose);
+        if (!pchStart || *pchStart != '"')
+            return false;
+        *ppchText = pchStart + 1;
+        *pcchText = (uint32)(pchClose - pchStart - 1);
+        return true;
+    }
     // The token's text with its terminator, copied into the token buffer when needed.
     const char* TerminatedText(const KeyValuesToken_s& token);
 
@@ -226,6 +244,14 @@ private:
         *ppchClose = pchClose;
         return BClosesSimply(pch, pchClose) ? pch : nullptr;
     }
+    // A simple token found ahead of the read position, for the next read from there.
+    void RememberSimpleToken(bool bUseEscapes, const char* pchStart, const char* pchClose)
+    {
+        m_pchKnownFrom = m_pch;
+        m_pchKnownStart = pchStart;
+        m_pchKnownClose = pchClose;
+        m_bKnownEscapes = bUseEscapes;
+    }
     // The quoted token at pchQuote ends at pchClose with its quote and fits the buffer.
     bool BClosesSimply(const char* pchQuote, const char* pchClose) const
     {
@@ -250,6 +276,7 @@ private:
     }
     bool BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken);
     bool BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValuesToken_s* pToken);
+    const char* CopyPlainAndEscapes(const char* pch, char chEscape, const char* rgchEscapes, int* pcchOut);
     bool BReadUnquoted(KeyValuesToken_s* pToken);
     bool BReadUntilNul(KeyValuesToken_s* pToken);
     // Cuts a token longer than the token buffer allows and records the overflow.
@@ -270,6 +297,7 @@ private:
     const char* m_pchSlowTokenStart = nullptr; // the last token the general path read
     CUtlCharConversion* m_pEscapes;
     CUtlCharConversion* m_pNoEscapes;
+    const char* m_rgchEscapes; // m_pEscapes as a table (see CopyPlainAndEscapes)
     // The simple token a look-ahead found from m_pchKnownFrom, so the next read from
     // there does not scan it again.
     const char* m_pchKnownFrom = nullptr;
@@ -310,9 +338,6 @@ inline bool CKeyValuesTokenizer::BReadConditional(bool bUseEscapes, KeyValuesTok
     *pbClean = true;
     if (!pchStart)
         return BReadConditionalSlow(bUseEscapes, pToken, pbClean);
-    m_pchKnownFrom = m_pch;
-    m_pchKnownStart = pchStart;
-    m_pchKnownClose = pchClose;
-    m_bKnownEscapes = bUseEscapes;
+    RememberSimpleToken(bUseEscapes, pchStart, pchClose);
     return false;
 }

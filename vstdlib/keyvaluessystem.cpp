@@ -1,4 +1,4 @@
-// The process-wide key-name table. Hits never take a lock: readers walk the buckets with
+// The process-wide key-name table. Hits never take a lock: readers probe the index with
 // acquire loads, and an insert publishes the pooled text before the symbol that names it.
 
 #include "vstdlib/keyvaluessystem.h"
@@ -69,10 +69,8 @@ uint64 MixChunk(uint64 ulHash, uint64 ulChunk)
 
 // The case-insensitive hash of a name, eight characters per step: a hit must cost far
 // less than the node it names.
-uint32 HashName(const char* pszName, uint32* pcchName)
+uint32 HashName(const char* pszName, size_t cchName)
 {
-    size_t cchName = strlen(pszName);
-    *pcchName = (uint32)cchName;
     uint64 ulHash = CKeyValuesSystem::k_unHashSeed ^ (cchName * 0xC2B2AE3D27D4EB4Full);
     size_t ich = 0;
     for (; ich + 8 <= cchName; ich += 8)
@@ -141,12 +139,6 @@ CKeyValuesSystem::~CKeyValuesSystem()
 {
     for (uint32 iBlock = 0; iBlock < m_cPoolBlocks; ++iBlock)
         free(m_rgpPoolBlocks[iBlock].load(std::memory_order_relaxed));
-    while (m_pOverflowChunks)
-    {
-        OverflowChunk_s* pNext = m_pOverflowChunks->m_pNextChunk;
-        delete m_pOverflowChunks;
-        m_pOverflowChunks = pNext;
-    }
 }
 
 void CKeyValuesSystem::RegisterSizeofKeyValues(int nSize)
@@ -159,55 +151,35 @@ void CKeyValuesSystem::RegisterSizeofKeyValues(int nSize)
     }
 }
 
-HKeySymbol CKeyValuesSystem::FindInBucket(const HashEntry_s& bucket, uint32 unHash, const char* pszName) const
+HKeySymbol CKeyValuesSystem::Find(uint32 unHash, const char* pszName) const
 {
-    for (const HashEntry_s* pEntry = &bucket; pEntry;
-         pEntry = pEntry->m_pNext.load(std::memory_order_acquire))
-    {
-        HKeySymbol nSymbol = pEntry->m_nSymbol.load(std::memory_order_acquire);
-        if (nSymbol == 0)
-            return 0; // an empty inline entry: the bucket has nothing yet
-        if (pEntry->m_unHash.load(std::memory_order_relaxed) != unHash)
-            continue;
-        const char* pszPooled =
-            m_rgpPoolBlocks[(uint32)nSymbol / k_cubPoolBlock].load(std::memory_order_acquire) +
-            (uint32)nSymbol % k_cubPoolBlock;
-        if (BPooledNameEquals(pszPooled, pszName))
-            return nSymbol;
-    }
-    return 0;
+    return m_index.Find(unHash, [this, pszName](HKeySymbol nSymbol)
+                        { return BPooledNameEquals(PooledText(nSymbol), pszName); });
 }
 
-CKeyValuesSystem::HashEntry_s* CKeyValuesSystem::AllocOverflowEntry()
+// Every pooled name is in the index, so the pool, read in order, is the list to rebuild
+// it from: a sequential read instead of one scattered read per name.
+void CKeyValuesSystem::GrowIndex()
 {
-    if (m_cOverflowEntriesUsed == k_cOverflowEntriesPerChunk)
-    {
-        OverflowChunk_s* pChunk = new (std::nothrow) OverflowChunk_s;
-        AssertFatal(pChunk);
-        pChunk->m_pNextChunk = m_pOverflowChunks;
-        m_pOverflowChunks = pChunk;
-        m_cOverflowEntriesUsed = 0;
-    }
-    return &m_pOverflowChunks->m_rgEntries[m_cOverflowEntriesUsed++];
-}
-
-void CKeyValuesSystem::InsertInBucket(HashEntry_s& bucket, uint32 unHash, HKeySymbol nSymbol)
-{
-    // The symbol store is the publication point for the inline entry, the next pointer
-    // for an overflow entry; both come last.
-    if (bucket.m_nSymbol.load(std::memory_order_relaxed) == 0)
-    {
-        bucket.m_unHash.store(unHash, std::memory_order_relaxed);
-        bucket.m_nSymbol.store(nSymbol, std::memory_order_release);
-        return;
-    }
-    HashEntry_s* pEntry = AllocOverflowEntry();
-    pEntry->m_unHash.store(unHash, std::memory_order_relaxed);
-    pEntry->m_nSymbol.store(nSymbol, std::memory_order_relaxed);
-    HashEntry_s* pTail = &bucket;
-    while (HashEntry_s* pNext = pTail->m_pNext.load(std::memory_order_relaxed))
-        pTail = pNext;
-    pTail->m_pNext.store(pEntry, std::memory_order_release);
+    const uint32 unPoolPos = m_unPoolPos.load(std::memory_order_relaxed);
+    m_index.Grow(
+        [&](auto fnAdd)
+        {
+            for (uint32 iBlock = 0; iBlock < m_cPoolBlocks; ++iBlock)
+            {
+                const char* pBlock = m_rgpPoolBlocks[iBlock].load(std::memory_order_relaxed);
+                uint32 ichEnd = unPoolPos - iBlock * k_cubPoolBlock;
+                if (ichEnd > k_cubPoolBlock)
+                    ichEnd = k_cubPoolBlock;
+                // Offset 0 of block 0 is the empty name; a block's unused tail is zeroed.
+                for (uint32 ich = iBlock == 0 ? 1 : 0; ich < ichEnd && pBlock[ich];)
+                {
+                    uint32 cchName = (uint32)strlen(pBlock + ich);
+                    fnAdd(HashName(pBlock + ich, cchName), (HKeySymbol)(iBlock * k_cubPoolBlock + ich));
+                    ich += cchName + 1;
+                }
+            }
+        });
 }
 
 bool CKeyValuesSystem::BOpenNextPoolBlock(PoolReport_s* pReport)
@@ -261,25 +233,32 @@ HKeySymbol CKeyValuesSystem::GetSymbolForString(const char* pszName, bool bCreat
 {
     if (!pszName || !*pszName)
         return 0;
-    uint32 cchName;
-    uint32 unHash = HashName(pszName, &cchName);
-    HashEntry_s& bucket = m_rgBuckets[unHash & (k_cBuckets - 1)];
-    HKeySymbol nSymbol = FindInBucket(bucket, unHash, pszName);
+    uint32 cchName = (uint32)strlen(pszName);
+    uint32 unHash = HashName(pszName, cchName);
+    HKeySymbol nSymbol = Find(unHash, pszName);
     if (nSymbol || !bCreate)
         return nSymbol;
 
     PoolReport_s report;
     {
         std::unique_lock<std::shared_mutex> lock(m_mutex);
-        nSymbol = FindInBucket(bucket, unHash, pszName);
+        nSymbol = Find(unHash, pszName);
         if (nSymbol)
             return nSymbol;
+        // Grown before the name is pooled: the rebuild reads the pool.
+        if (m_index.BFull())
+            GrowIndex();
         nSymbol = AddStringToPool(pszName, cchName, &report);
         if (nSymbol)
-            InsertInBucket(bucket, unHash, nSymbol);
+            m_index.Insert(unHash, nSymbol);
     }
     report.Emit();
     return nSymbol;
+}
+
+void CKeyValuesSystem::PrefetchName(const char* pchName, uint32 cchName) const
+{
+    m_index.Prefetch(HashName(pchName, cchName));
 }
 
 const char* CKeyValuesSystem::GetStringForSymbol(HKeySymbol nSymbol)
@@ -357,9 +336,22 @@ void CKeyValuesSystem::DumpRecentKeys(uint32 nCount)
         Msg("%s\n", GetStringForSymbol(rgnKeys[i]));
 }
 
-IKeyValuesSystem* KeyValuesSystem()
+namespace
+{
+CKeyValuesSystem* GlobalKeyValuesSystem()
 {
     // Never destroyed: nodes in static storage may still name keys while the process ends.
     static CKeyValuesSystem* s_pSystem = new CKeyValuesSystem();
     return s_pSystem;
+}
+} // namespace
+
+IKeyValuesSystem* KeyValuesSystem()
+{
+    return GlobalKeyValuesSystem();
+}
+
+void PrefetchKeyName(const char* pchName, uint32 cchName)
+{
+    GlobalKeyValuesSystem()->PrefetchName(pchName, cchName);
 }

@@ -7,6 +7,7 @@
 #include <shared_mutex>
 
 #include "vstdlib/ikeyvaluessystem.h"
+#include "vstdlib/keynameindex.h"
 
 class CKeyValuesSystem final : public IKeyValuesSystem
 {
@@ -17,8 +18,6 @@ public:
     static constexpr uint32 k_cubPoolWarn = k_cubPoolMax / 4 * 3;             // 0x1800000
     static constexpr uint32 k_cchKeyNameMax = 1023;
     static constexpr uint32 k_cRecentKeys = 4096;
-    static constexpr uint32 k_cBuckets = 16384;
-    static constexpr uint32 k_cOverflowEntriesPerChunk = 16;
     static constexpr uint32 k_unHashSeed = 0x417;
 
     CKeyValuesSystem();
@@ -38,28 +37,21 @@ public:
     bool LoadedKeyValueFile(const char* pszFile) override;
     void DumpRecentKeys(uint32 nCount) override;
 
+    // Starts loading the index line where a lookup of these cch bytes will probe.
+    void PrefetchName(const char* pchName, uint32 cchName) const;
+
     int GetLargestKeyValuesSize() const { return m_nLargestKeyValuesSize.load(std::memory_order_relaxed); }
     // Bytes of the pool handed out so far (the next symbol, when it fits the current block).
     uint32 GetPoolUsed() const { return m_unPoolPos.load(std::memory_order_acquire); }
 
 private:
-    // A (hash, symbol) pair; symbol 0 marks an unused inline entry. Readers walk these
-    // without the lock, so every field is atomic and published with release stores.
-    struct HashEntry_s
+    HKeySymbol Find(uint32 unHash, const char* pszName) const;
+    const char* PooledText(HKeySymbol nSymbol) const
     {
-        std::atomic<uint32> m_unHash{0};
-        std::atomic<HKeySymbol> m_nSymbol{0};
-        std::atomic<HashEntry_s*> m_pNext{nullptr};
-    };
-    struct OverflowChunk_s
-    {
-        HashEntry_s m_rgEntries[k_cOverflowEntriesPerChunk];
-        OverflowChunk_s* m_pNextChunk;
-    };
-
-    HKeySymbol FindInBucket(const HashEntry_s& bucket, uint32 unHash, const char* pszName) const;
-    void InsertInBucket(HashEntry_s& bucket, uint32 unHash, HKeySymbol nSymbol);
-    HashEntry_s* AllocOverflowEntry();
+        return m_rgpPoolBlocks[(uint32)nSymbol / k_cubPoolBlock].load(std::memory_order_acquire) +
+               (uint32)nSymbol % k_cubPoolBlock;
+    }
+    void GrowIndex();
     // Pool failures are collected here and reported once the write lock is released.
     struct PoolReport_s;
     HKeySymbol AddStringToPool(const char* pszName, uint32 cchName, PoolReport_s* pReport);
@@ -69,9 +61,7 @@ private:
     std::atomic<uint32> m_unPoolPos{0}; // symbol the next name would get
     uint32 m_cPoolBlocks = 0;
 
-    HashEntry_s m_rgBuckets[k_cBuckets];
-    OverflowChunk_s* m_pOverflowChunks = nullptr;
-    uint32 m_cOverflowEntriesUsed = k_cOverflowEntriesPerChunk;
+    CKeyNameIndex m_index;
 
     HKeySymbol m_rgnRecentKeys[k_cRecentKeys] = {};
     uint32 m_iRecentKey = 0;

@@ -37,3 +37,6 @@ protected:
 
 // The one instance, created on first use and never destroyed.
 IKeyValuesSystem* KeyValuesSystem();
+// A hint for readers that meet a new name every few bytes: starts loading the part of the
+// one instance's index that a lookup of the cchName bytes at pchName will read.
+void PrefetchKeyName(const char* pchName, uint32 cchName);

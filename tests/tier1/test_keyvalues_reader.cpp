@@ -56,6 +56,36 @@ TEST(KeyValuesReader, TokensCommentsLayoutAndEscapes)
     EXPECT_EQ("a{k=s'x'}", DescribeTree(result.m_pkv.get()));
 }
 
+// Long texts are copied 16 bytes a step with known escapes taken on the way: escapes on
+// every offset of those steps, an unknown escape and a text longer than the token buffer
+// read as the byte-by-byte rules say.
+TEST(KeyValuesReader, EscapesInLongTextsAtEveryOffset)
+{
+    for (size_t cchPlain = 0; cchPlain < 40; ++cchPlain)
+    {
+        SCOPED_TRACE(cchPlain);
+        std::string strPlain(cchPlain, 'p'), strTail(40, 'q');
+        ExpectTrees({{("a { k \"" + strPlain + "\\\\x\\n\\\"" + strTail + "\" }").c_str(),
+                      ("a{k=s'" + strPlain + "\\x\n\"" + strTail + "'}").c_str()},
+                     {("a { k \"" + strPlain + "\\z" + strTail + "\" }").c_str(),
+                      ("a{k=s'" + strPlain + "'}").c_str()}},
+                    true);
+    }
+    // A top-level name keeps what fits the token buffer.
+    CKeyValuesParser parser(32); // tokens of 31 characters
+    parser.SetReportEnabled(false);
+    std::string strText = "\"" + std::string(20, 'p') + "\\\\" + std::string(40, 'q') + "\" { }";
+    CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
+    KV pkv(new KeyValues("x"));
+    pkv->SetUsesEscapeSequences(true, false);
+    CSpewCapture capture;
+    EXPECT_FALSE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
+    EXPECT_STREQ((std::string(20, 'p') + "\\" + std::string(10, 'q')).c_str(), pkv->GetName());
+    std::string strErrors = parser.GetErrorText();
+    EXPECT_EQ(0u, strErrors.find("KeyValues Error:  ReadToken overflow in file o.vdf")) << strErrors;
+    EXPECT_EQ(strErrors.find("overflow"), strErrors.rfind("overflow"));
+}
+
 TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
 {
     const auto ValueTree = [](const std::string& strValue)

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
 #include <memory>
 #include <set>
 #include <string>
@@ -132,6 +133,64 @@ TEST(KeyValuesSystem, ConcurrentInterningYieldsOneSymbolPerName)
     }
     EXPECT_EQ((size_t)k_cNames, setSymbols.size());
     EXPECT_EQ(0u, setSymbols.count(0));
+}
+
+// Two million names grow the index from its first size eight times while inserts race
+// and lookups run: a name interned before the threads started is found by every lock-free
+// lookup, whichever index it reads, and each name gets one symbol in every thread.
+TEST(KeyValuesSystem, LookupsAndSymbolsHoldWhileMillionsOfNamesGrowTheIndex)
+{
+    auto pTable = NewTable();
+    constexpr int k_cInterners = 3, k_cLookers = 2, k_cNames = 2000000, k_cKnown = 1000;
+    std::vector<std::string> vecKnownNames;
+    std::vector<HKeySymbol> vecKnown;
+    for (int i = 0; i < k_cKnown; ++i)
+    {
+        vecKnownNames.push_back("known" + std::to_string(i));
+        vecKnown.push_back(pTable->GetSymbolForString(vecKnownNames.back().c_str()));
+    }
+    auto Name = [](int i, bool bUpper, char* pszName)
+    { snprintf(pszName, 16, "%s%d", bUpper ? "NAME" : "name", i); };
+
+    std::vector<std::vector<HKeySymbol>> vecSymbols(k_cInterners, std::vector<HKeySymbol>(k_cNames));
+    std::atomic<int> cInterning{k_cInterners}, cBad{0};
+    std::vector<std::thread> vecThreads;
+    for (int t = 0; t < k_cInterners; ++t)
+    {
+        // Each starts a third of the way further on, so all of them insert.
+        vecThreads.emplace_back(
+            [&, t]
+            {
+                char szName[16];
+                for (int k = 0; k < k_cNames; ++k)
+                {
+                    int i = (k + t * (k_cNames / k_cInterners)) % k_cNames;
+                    Name(i, t % 2 != 0, szName);
+                    vecSymbols[t][i] = pTable->GetSymbolForString(szName);
+                }
+                --cInterning;
+            });
+    }
+    for (int t = 0; t < k_cLookers; ++t)
+    {
+        vecThreads.emplace_back(
+            [&]
+            {
+                for (int i = 0; cInterning > 0; i = (i + 1) % k_cKnown)
+                    cBad += pTable->GetSymbolForString(vecKnownNames[i].c_str(), false) != vecKnown[i];
+            });
+    }
+    for (std::thread& thread : vecThreads)
+        thread.join();
+    EXPECT_EQ(0, cBad.load());
+    char szName[16];
+    for (int i = 0; i < k_cNames; ++i)
+    {
+        for (int t = 1; t < k_cInterners; ++t)
+            ASSERT_EQ(vecSymbols[0][i], vecSymbols[t][i]) << i;
+        Name(i, false, szName);
+        ASSERT_EQ(0, V_stricmp(szName, pTable->GetStringForSymbol(vecSymbols[0][i]))) << i;
+    }
 }
 
 TEST(KeyValuesSystem, DumpRecentKeysPrintsTheRingOldestFirst)
