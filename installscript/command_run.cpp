@@ -132,19 +132,21 @@ void PrintDryRun(const RunOptions_s& options, const RunJob_s& job, const Windows
            programs.m_strEvaluator.c_str(), programs.m_strRunner.c_str());
 }
 
-// Waits for the evaluator, showing its progress; false when interrupted.
+// Waits for the evaluator, showing its progress; false when interrupted. Its end is seen
+// within 10 ms; the progress file, which the evaluator rewrites every 100 ms, is read as
+// often.
 bool BWatch(CWineRun& run, const std::string& strProgressFile, CProgressView& view, int* pnExitCode)
 {
     const auto start = std::chrono::steady_clock::now();
-    while (!run.BEnded(pnExitCode))
+    for (int iPoll = 0; !run.BEnded(pnExitCode); ++iPoll)
     {
         if (g_bInterrupted)
             return false;
         RunProgress_s progress;
-        if (BReadRunProgress(strProgressFile, &progress))
+        if (iPoll % 10 == 0 && BReadRunProgress(strProgressFile, &progress))
             view.Show(progress,
                       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-        usleep(100 * 1000);
+        usleep(10 * 1000);
     }
     return true;
 }

@@ -6,7 +6,7 @@
 #if !defined(_WIN32)
 TEST(ProjectScripts, ExampleJobAndSeedScriptsHaveNoErrors)
 {
-    for (const char* pszFile : {"examples/example-game.vdf", "fuzz/corpus/installscript_redist.vdf",
+    for (const char* pszFile : {"examples/example-game/installscript.vdf", "fuzz/corpus/installscript_redist.vdf",
                                 "fuzz/corpus/installscript_registry.vdf", "fuzz/corpus/job_standalone.vdf"})
     {
         const std::string strPath = std::string(ISE_SOURCE_DIR "/") + pszFile;
