@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "clientdll/installscript_fileentry.h"
-#include "vstdlib/widetext.h"
 #include "common/registry.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
@@ -16,6 +15,7 @@
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {

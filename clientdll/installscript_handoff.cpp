@@ -7,13 +7,13 @@
 
 #include <shellapi.h>
 
-#include "vstdlib/widetext.h"
 #include "common/installscript_log.h"
 #include "tier0/dbg.h"
 #include "tier1/convar.h"
 #include "tier1/fileio.h"
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {

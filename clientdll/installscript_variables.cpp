@@ -12,10 +12,10 @@
 #include "clientdll/installscript_variablenames.h"
 #include "clientdll/installscript_win32.h"
 #include "clientdll/numbertext.h"
-#include "vstdlib/widetext.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {

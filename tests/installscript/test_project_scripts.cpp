@@ -6,8 +6,9 @@
 #if !defined(_WIN32)
 TEST(ProjectScripts, ExampleJobAndSeedScriptsHaveNoErrors)
 {
-    for (const char* pszFile : {"examples/example-game/installscript.vdf", "fuzz/corpus/installscript_redist.vdf",
-                                "fuzz/corpus/installscript_registry.vdf", "fuzz/corpus/job_standalone.vdf"})
+    for (const char* pszFile :
+         {"examples/example-game/installscript.vdf", "fuzz/corpus/installscript_redist.vdf",
+          "fuzz/corpus/installscript_registry.vdf", "fuzz/corpus/job_standalone.vdf"})
     {
         const std::string strPath = std::string(ISE_SOURCE_DIR "/") + pszFile;
         const FileReport_s report = CheckFile(strPath.c_str(), std::vector<bool>(k_ECheckCount, false));

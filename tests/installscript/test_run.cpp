@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <pty.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -235,6 +236,57 @@ TEST(InstallScriptRun, TerminalShowsAProgressBarRedrawnInPlace)
         << strScreen;
     // The bar is gone before the summary.
     EXPECT_NE(std::string::npos, strScreen.find("\r\033[K  [Standalone]")) << strScreen;
+}
+
+// Every process that carries the run's mark in its environment, by the mark's value.
+int CountRunProcesses(const std::string& strWorkdir)
+{
+    int cProcesses = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator("/proc"))
+    {
+        std::ifstream environment(entry.path() / "environ", std::ios::binary);
+        for (std::string strVariable; std::getline(environment, strVariable, '\0');)
+            cProcesses += strVariable == "INSTALLSCRIPT_RUN=" + strWorkdir;
+    }
+    return cProcesses;
+}
+
+TEST(InstallScriptRun, InterruptEndsEveryProcessOfTheRunAndSaysWhatWasLeftUndone)
+{
+    CScratchFolder folder;
+    folder.Write("game/script.vdf", BareScript(true, 20000));
+    CopyInstaller(folder, "game");
+    const std::string strProgram = fs::read_symlink("/proc/self/exe").parent_path() / "installscript";
+    const std::string strOutput = folder.Path("output.txt");
+    std::vector<std::string> vecArgs =
+        RunArgs({"--appid", "990810", "--workdir", folder.Path("work"), folder.Path("game/script.vdf")});
+    vecArgs.insert(vecArgs.begin(), strProgram);
+    std::vector<char*> vecArgv;
+    for (std::string& strArg : vecArgs)
+        vecArgv.push_back(&strArg[0]);
+    vecArgv.push_back(nullptr);
+    const pid_t pid = fork();
+    ASSERT_NE(-1, pid);
+    if (pid == 0)
+    {
+        if (!freopen(strOutput.c_str(), "w", stdout) || !freopen(strOutput.c_str(), "a", stderr))
+            _exit(126);
+        execv(strProgram.c_str(), vecArgv.data());
+        _exit(127);
+    }
+    // Interrupted once the installer runs.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (Read(strOutput).find("step 1/1") == std::string::npos &&
+           std::chrono::steady_clock::now() < deadline)
+        usleep(50 * 1000);
+    kill(pid, SIGINT);
+    int nStatus = 0;
+    waitpid(pid, &nStatus, 0);
+    EXPECT_EQ(130, WEXITSTATUS(nStatus)) << Read(strOutput);
+    EXPECT_NE(std::string::npos, Read(strOutput).find("Left undone: step 1 of 1 (Slow tools)"))
+        << Read(strOutput);
+    usleep(500 * 1000);
+    EXPECT_EQ(0, CountRunProcesses(folder.Path("work")));
 }
 
 TEST(InstallScriptRun, PipedOutputHasOneLinePerStepAndNoControlCharacters)
