@@ -95,8 +95,8 @@ std::string RegisteredPath(const std::string& strPrefix = k_strPrefix)
 {
     const std::string strOutputFile = strPrefix + "/reg-query.txt";
     system(("WINEPREFIX='" + strPrefix +
-            "' WINEDEBUG=-all wine reg query 'HKCU\\Software\\Run Test' /v Path >'" + strOutputFile +
-            "' 2>/dev/null </dev/null")
+            "' WINEDEBUG=-all /usr/lib/wine/wine64 reg query 'HKCU\\Software\\Run Test' /v Path >'" +
+            strOutputFile + "' 2>/dev/null </dev/null")
                .c_str());
     const std::string strOutput = Read(strOutputFile);
     const size_t iValue = strOutput.find("REG_SZ");
@@ -159,7 +159,7 @@ TEST(InstallScriptRun, MissingPrefixIsCreatedWithALineSayingSo)
     EXPECT_EQ(0u, run.m_strOutput.find("installscript run: creating the Wine prefix " + strPrefix));
     EXPECT_FALSE(RegisteredPath(strPrefix).empty());
     // Wine's own programs of that prefix end with it.
-    system(("WINEPREFIX='" + strPrefix + "' wineserver -k >/dev/null 2>&1 </dev/null").c_str());
+    system(("WINEPREFIX='" + strPrefix + "' /usr/lib/wine/wineserver -k >/dev/null 2>&1 </dev/null").c_str());
 }
 
 TEST(InstallScriptRun, MissingWineExitsWith3AndSaysSo)
