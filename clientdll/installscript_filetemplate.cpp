@@ -2,13 +2,13 @@
 // variables, then the template's %NAME% references are filled in from the environment
 // and the result is written to the output file.
 
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_regkeys.h"
 
 #include <vector>
 
 #include "clientdll/installscript_fileentry.h"
-#include "vstdlib/widetext.h"
 #include "common/registry.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
@@ -16,6 +16,7 @@
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {
@@ -78,12 +79,12 @@ bool BFillTemplate(const char* pszTemplate, const char* pszOutput)
 
 } // namespace
 
-bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pFileTemplateKey)
+bool OnFileTemplateKey(const CInstallScriptRunContext& run, KeyValues* pFileTemplateKey)
 {
     Assert(pFileTemplateKey);
     if (!pFileTemplateKey)
         return false;
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pFileTemplateKey, GetRunScriptAppID(), false);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pFileTemplateKey, run.m_unAppID, false);
     if (record.BHasRun())
         return true;
 
@@ -102,7 +103,7 @@ bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pFileTemplateKey)
         ExpandEnvironmentStringsUTF8(pFileTemplateKey->GetKeyString("output_file", ""));
     if (!BFillTemplate(strTemplate, strOutput))
     {
-        ScriptLog("Failed to create file template \"%s\"", strTemplate.Get());
+        run.Log("Failed to create file template \"%s\"", strTemplate.Get());
         return false;
     }
     record.SetHasRun();

@@ -9,8 +9,9 @@
 #include <cstring>
 #include <vector>
 
+#include "clientdll/installscript_handlers.h"
 #include "clientdll/installscript_registrygroups.h"
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_log.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
@@ -310,18 +311,16 @@ bool CInstallScriptRegistry::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const ch
     return bResult;
 }
 
-bool CInstallScriptManagerWin32::ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath,
-                                                      KeyValues* pRegistryKey, bool bOverwrite)
+bool ApplyRegistrySection(const CInstallScriptRunContext& run, ERegKeyRoot eRoot, const char* pchPath,
+                          KeyValues* pRegistryKey, bool bOverwrite)
 {
-    CInstallScriptRegistry registry(GetRunScriptAppID(), m_szLanguage,
-                                    m_pRunScript && m_pRunScript->m_bUTF8RegistryStrings);
+    CInstallScriptRegistry registry(run.m_unAppID, run.m_pszLanguage, run.m_bUTF8RegistryStrings);
     return registry.ApplyRegistrySection(eRoot, pchPath, pRegistryKey, bOverwrite);
 }
 
-bool CInstallScriptManagerWin32::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath,
-                                                         KeyValues* pRegistryKey)
+bool RemoveRegistryKeyValues(const CInstallScriptRunContext& run, ERegKeyRoot eRoot, const char* pchPath,
+                             KeyValues* pRegistryKey)
 {
-    CInstallScriptRegistry registry(GetRunScriptAppID(), m_szLanguage,
-                                    m_pRunScript && m_pRunScript->m_bUTF8RegistryStrings);
+    CInstallScriptRegistry registry(run.m_unAppID, run.m_pszLanguage, run.m_bUTF8RegistryStrings);
     return registry.RemoveRegistryKeyValues(eRoot, pchPath, pRegistryKey);
 }

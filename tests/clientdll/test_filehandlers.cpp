@@ -8,8 +8,11 @@
 #include <tuple>
 
 #include "clientdll/installscript_copyfolders.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
+#include "clientdll/installscript_variables.h"
+#include "evaluatortestsupport.h"
 #include "spewcapture.h"
-#include "testmanager.h"
 
 namespace
 {
@@ -50,8 +53,8 @@ TEST(FileHandlers, CreateFoldersAndFileTemplateResults)
     CSpewCapture capture;
     CScratchDir dir(true);
     CScratchAppKey appKey(991703);
-    CTestManager manager;
-    manager.QueueScript(991703, dir.Path(), R"("s" {
+    SetInstallPathVariables(dir.Path().c_str());
+    const std::unique_ptr<KeyValues> pkvScript = ParseKeyValues(R"("s" {
         "Create Folders" { "none" { "Path" "%INSTALLDIR%/n" } "one" { "Folder" "%INSTALLDIR%/one/two" }
             "badthengood" { "Folder1" "%INSTALLDIR%/f.txt/x" "myfolder2" "%INSTALLDIR%/g" }
             "bad" { "folder" "%INSTALLDIR%/f.txt/y" }
@@ -63,8 +66,10 @@ TEST(FileHandlers, CreateFoldersAndFileTemplateResults)
     dir.Write("f.txt", "");
     dir.Write("huge.txt", std::string(32768, 'h'));
     dir.Write("fits.txt", std::string(32766, 'f'));
-    KeyValues* pkvFolders = manager.m_pRunScript->m_kvInstallScript->FindKey("Create Folders");
-    KeyValues* pkvTemplates = manager.m_pRunScript->m_kvInstallScript->FindKey("File Template");
+    KeyValues* pkvFolders = pkvScript->FindKey("Create Folders");
+    KeyValues* pkvTemplates = pkvScript->FindKey("File Template");
+    CInstallScriptRunContext run;
+    run.m_unAppID = 991703;
     // {entry, result, record written}
     const std::tuple<const char*, bool, bool> rgCases[] = {
         {"none", false, false},  {"one", true, true},        {"badthengood", true, true},
@@ -74,8 +79,8 @@ TEST(FileHandlers, CreateFoldersAndFileTemplateResults)
     for (const auto& [pszEntry, bResult, bRecord] : rgCases)
     {
         KeyValues* pkvFolder = pkvFolders->FindKey(pszEntry);
-        EXPECT_EQ(bResult, pkvFolder ? manager.OnCreateFoldersKey(pkvFolder)
-                                     : manager.OnFileTemplateKey(pkvTemplates->FindKey(pszEntry)))
+        EXPECT_EQ(bResult, pkvFolder ? OnCreateFoldersKey(run, pkvFolder)
+                                     : OnFileTemplateKey(run, pkvTemplates->FindKey(pszEntry)))
             << pszEntry;
         EXPECT_EQ(bRecord,
                   RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), Widen(pszEntry).c_str()).has_value())

@@ -26,7 +26,7 @@ TEST(InstallScriptManager, FlagsStartScriptVariablesAndTheWalksAssertions)
 
     EXPECT_FALSE(manager.BStartInstallScript());
     EXPECT_EQ(1, capture.CountFailedAssertions("false"));
-    EXPECT_FALSE(manager.BRunLaunchWalk());
+    EXPECT_FALSE(manager.BRunWalk(k_EInstallScriptModeLaunch));
     EXPECT_EQ(1, capture.CountFailedAssertions("m_eInstallScriptMode == k_EInstallScriptModeLaunch"));
     EXPECT_EQ(1, capture.CountFailedAssertions("m_pRunScript"));
 
@@ -48,7 +48,7 @@ TEST(InstallScriptManager, FlagsStartScriptVariablesAndTheWalksAssertions)
     // A script that lost its tree walks an empty one, created for it.
     manager.m_pRunScript->SetInstallScript(nullptr);
     manager.m_eInstallScriptMode = k_EInstallScriptModeUninstall;
-    EXPECT_TRUE(manager.BRunUninstallWalk());
+    EXPECT_TRUE(manager.BRunWalk(k_EInstallScriptModeUninstall));
     EXPECT_EQ(1, capture.CountFailedAssertions("!pScript->IsEmpty()"));
     EXPECT_NE(nullptr, manager.m_pRunScript->m_kvInstallScript);
 }
