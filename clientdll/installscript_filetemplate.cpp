@@ -49,13 +49,10 @@ void SetVariableFromRegistry(KeyValues* pkvValue, std::vector<char>& vecValue)
         return;
     // Key names are local-code-page text, like registry names.
     const char* pszName = pkvValue->GetName();
-    wchar_t wszName[k_cchMaxVariableName + 1];
-    const int cchName =
-        MultiByteToWideChar(CP_ACP, 0, pszName, (int)strlen(pszName), wszName, k_cchMaxVariableName);
-    if (cchName <= 0)
+    const CLocalCodePageWideText name(pszName);
+    if (name.Length() == 0 || name.Length() > k_cchMaxVariableName)
         return;
-    wszName[cchName] = L'\0';
-    SetEnvironmentVariableW(wszName, CWideText(vecValue.data()).Get());
+    SetEnvironmentVariableW(name.Get(), CWideText(vecValue.data()).Get());
 }
 
 // The template is expanded as local-code-page text, as the environment gives it.
