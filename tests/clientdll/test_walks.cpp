@@ -65,6 +65,7 @@ std::string Walk(EInstallScriptMode eMode, const char* pszScript, std::set<std::
     EXPECT_EQ(bResult, BWalkSections(handlers, *FindModeWalk(eMode), ParseKeyValues(pszScript).get()));
     return handlers.m_strCalls;
 }
+#define Walk(...) ISE_TRACED_CALL(Walk, __VA_ARGS__)
 
 // Every section once, in an order unlike any walk's; plain values where entries are
 // walked and a group where values are must be passed over.

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tracedcall.h"
+
 #include "common/windowshelper.h"
 #include "regtestutil.h"
 #include "spewcapture.h"
@@ -133,6 +135,7 @@ void CheckAppCompatLayer(bool bCurrentUser, const char* pszExe, const wchar_t* p
     if (!bHadLayers)
         RawDeleteTree(hHive, KEY_WOW64_64KEY, k_szLayersKey);
 }
+#define CheckAppCompatLayer(...) ISE_TRACED_CALL(CheckAppCompatLayer, __VA_ARGS__)
 
 // Only this test touches the machine-wide Layers key, so it may take it away first.
 TEST(AppCompatLayer, SetAndRemovedOnlyUnderAnExistingLayersKey)
