@@ -171,18 +171,6 @@ PFNEnumProcesses g_pfnEnumProcesses =
 PFNGetModuleBaseNameA g_pfnGetModuleBaseNameA =
     GetProcAddressAs<PFNGetModuleBaseNameA>(LoadLibraryA("psapi.dll"), "GetModuleBaseNameA");
 
-const Windows10Release_s k_rgWindows10Releases[9] = {
-    {10240, 1507, "Base"},
-    {10586, 1511, "November 2017 Update"},
-    {15063, 1703, "2017 Creators Update"},
-    {16299, 1709, "2017 Fall Creators Update"},
-    {17134, 1803, "April 2018 Update"},
-    {17763, 1809, "October 2018 Update"},
-    {18362, 1903, "May 2019 Update"},
-    {18363, 1909, "November 2019 Update"},
-    {19041, 2004, "May 2020 Update"},
-};
-
 CUtlString ExpandEnvironmentStringsUTF8(const char* pszText)
 {
     const CWideText source(pszText ? pszText : "");
