@@ -107,7 +107,7 @@ const struct
     {k_EInstallScriptModeCleanup, k_strCleanupCalls, {"rp"}},
 };
 
-TEST(InstallScriptWalks, OrderAndResultPerMode)
+TEST(InstallScriptWalks, EveryModeWalksItsSectionsInOrderWithoutStoppingAtAFailure)
 {
     for (const auto& walkCase : k_rgWalkCases)
     {
@@ -117,7 +117,11 @@ TEST(InstallScriptWalks, OrderAndResultPerMode)
                   Walk(walkCase.m_eMode, k_szEverySection, walkCase.m_setFailing, false));
         EXPECT_EQ("", Walk(walkCase.m_eMode, R"("s" {})", {}, true));
     }
-    // "NoCleanUp" keeps an entry, and the "Firewall" section alike.
+}
+
+TEST(InstallScriptWalks, CleanupKeepsTheRecordsOfEntriesMarkedNoCleanUp)
+{
+    // The "Firewall" section itself counts as one entry.
     EXPECT_EQ("forget drop 1, ", Walk(k_EInstallScriptModeCleanup, R"("s" { "Firewall" { "NoCleanUp" "1" }
         "Run Process" { "keep" { "NoCleanUp" "1" } "drop" { "NoCleanUp" "0" } } })",
                                       {}, true));
