@@ -1,6 +1,7 @@
 #pragma once
 // The sections of an install script and the fixed order in which each mode visits them:
-// one table per mode, read by the evaluator's walks and by the script checker.
+// one table of sections per mode and the table of modes, read by the evaluator's walks and
+// by the script checker.
 
 #include "clientdll/iinstallscriptmanager.h"
 
