@@ -22,7 +22,7 @@ constexpr size_t k_cubDocument = 64 << 20;
 const std::string& Document()
 {
     static const std::string s_strDocument =
-        GenerateKVDocument(k_EKVDocShapeInstallScript, k_cubDocument, true);
+        GenerateKVDocument(k_EKVDocShapeInstallScript, k_cubDocument, false);
     return s_strDocument;
 }
 

@@ -4,8 +4,9 @@
 #include "clientdll/installscript_copyfolders.h"
 
 #include "clientdll/installscript_fileentry.h"
+#include "clientdll/installscript_handlers.h"
 #include "clientdll/installscript_requirements.h"
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_regkeys.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
@@ -79,13 +80,13 @@ bool BCopyFolderTree(const char* pszSource, const char* pszDest)
     return bResult;
 }
 
-bool CInstallScriptManagerWin32::OnCopyFoldersKey(KeyValues* pCopyFoldersKey)
+bool OnCopyFoldersKey(const CInstallScriptRunContext& run, KeyValues* pCopyFoldersKey)
 {
     Assert(pCopyFoldersKey);
     if (!pCopyFoldersKey)
         return false;
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pCopyFoldersKey, GetRunScriptAppID(), false);
-    if (record.BHasRun() || !BCheckRequirements(pCopyFoldersKey, m_szLanguage))
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pCopyFoldersKey, run.m_unAppID, false);
+    if (record.BHasRun() || !BCheckRequirements(pCopyFoldersKey, run.m_pszLanguage))
         return true;
 
     bool bAllCopied = true;
@@ -98,7 +99,7 @@ bool CInstallScriptManagerWin32::OnCopyFoldersKey(KeyValues* pCopyFoldersKey)
         char szDestName[k_cchMaxScriptKeyName];
         if (!BBuildKeyName("DstFolder", pszSuffix, szDestName))
         {
-            ScriptLog("Failed to build copy folder names");
+            run.Log("Failed to build copy folder names");
             bAllCopied = false;
             continue;
         }
@@ -107,7 +108,7 @@ bool CInstallScriptManagerWin32::OnCopyFoldersKey(KeyValues* pCopyFoldersKey)
         const CUtlString strDest = ExpandEnvironmentStringsUTF8(pkvDest ? pkvDest->GetString() : "");
         if (!BCopyFolderTree(strSource, strDest))
         {
-            ScriptLog("Failed to copy folder \"%s\"", strSource.Get());
+            run.Log("Failed to copy folder \"%s\"", strSource.Get());
             bAllCopied = false;
         }
     }

@@ -1,7 +1,8 @@
 // The file sections that copy, create and delete single files and folders: "Copy Files",
 // "Create Folders", "Delete Files" and the uninstall walk's "Delete Files On Uninstall".
 
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
 
 #include "clientdll/installscript_fileentry.h"
 #include "clientdll/installscript_requirements.h"
@@ -31,23 +32,23 @@ bool BCopyScriptFile(const char* pszSource, const CUtlString& strDest)
 
 } // namespace
 
-bool CInstallScriptManagerWin32::OnCopyFilesKey(KeyValues* pCopyFilesKey)
+bool OnCopyFilesKey(const CInstallScriptRunContext& run, KeyValues* pCopyFilesKey)
 {
     Assert(pCopyFilesKey);
     if (!pCopyFilesKey)
         return false;
-    const uint32 unAppID = GetRunScriptAppID();
+    const uint32 unAppID = run.m_unAppID;
     const bool bResetOnLanguageChange = pCopyFilesKey->GetKeyInt("ResetOnLanguageChange", 0) != 0;
     bool bLanguageChanged = false;
     if (bResetOnLanguageChange &&
-        V_stricmp(GetEntryLanguage(unAppID, pCopyFilesKey->GetName()), m_szLanguage) != 0)
+        V_stricmp(GetEntryLanguage(unAppID, pCopyFilesKey->GetName()), run.m_pszLanguage) != 0)
     {
-        ScriptLog("OnCopyFilesKey %s: Languages do not match, resetting the HasRunCommand",
-                  pCopyFilesKey->GetName());
+        run.Log("OnCopyFilesKey %s: Languages do not match, resetting the HasRunCommand",
+                pCopyFilesKey->GetName());
         bLanguageChanged = true;
     }
     const CHasRunRecord record = CHasRunRecord::ForEntry(pCopyFilesKey, unAppID, false);
-    if ((!bLanguageChanged && record.BHasRun()) || !BCheckRequirements(pCopyFilesKey, m_szLanguage))
+    if ((!bLanguageChanged && record.BHasRun()) || !BCheckRequirements(pCopyFilesKey, run.m_pszLanguage))
         return true;
 
     bool bAllCopied = true;
@@ -63,7 +64,7 @@ bool CInstallScriptManagerWin32::OnCopyFilesKey(KeyValues* pCopyFilesKey)
         const CUtlString strDest = ExpandEnvironmentStringsUTF8(pkvDest ? pkvDest->GetString() : "");
         if (!BCopyScriptFile(strSource, strDest))
         {
-            ScriptLog("Failed to copy file \"%s\"", strSource.Get());
+            run.Log("Failed to copy file \"%s\"", strSource.Get());
             bAllCopied = false;
         }
     }
@@ -72,17 +73,17 @@ bool CInstallScriptManagerWin32::OnCopyFilesKey(KeyValues* pCopyFilesKey)
         return false;
     record.SetHasRun();
     if (bResetOnLanguageChange)
-        SetEntryLanguage(unAppID, pCopyFilesKey->GetName(), m_szLanguage);
+        SetEntryLanguage(unAppID, pCopyFilesKey->GetName(), run.m_pszLanguage);
     return true;
 }
 
-bool CInstallScriptManagerWin32::OnCreateFoldersKey(KeyValues* pCreateFoldersKey)
+bool OnCreateFoldersKey(const CInstallScriptRunContext& run, KeyValues* pCreateFoldersKey)
 {
     Assert(pCreateFoldersKey);
     if (!pCreateFoldersKey)
         return false;
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pCreateFoldersKey, GetRunScriptAppID(), false);
-    if (record.BHasRun() || !BCheckRequirements(pCreateFoldersKey, m_szLanguage))
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pCreateFoldersKey, run.m_unAppID, false);
+    if (record.BHasRun() || !BCheckRequirements(pCreateFoldersKey, run.m_pszLanguage))
         return true;
 
     // Any one success makes the entry succeed and writes its record at once; an entry
@@ -102,19 +103,19 @@ bool CInstallScriptManagerWin32::OnCreateFoldersKey(KeyValues* pCreateFoldersKey
         }
         else
         {
-            ScriptLog("Failed to create folder \"%s\"", strFolder.Get());
+            run.Log("Failed to create folder \"%s\"", strFolder.Get());
             bResult = bResult || bIgnoreFailures;
         }
     }
     return bResult;
 }
 
-bool CInstallScriptManagerWin32::OnDeleteFilesKey(KeyValues* pDeleteFilesKey)
+bool OnDeleteFilesKey(const CInstallScriptRunContext& run, KeyValues* pDeleteFilesKey)
 {
     Assert(pDeleteFilesKey);
     if (!pDeleteFilesKey)
         return false;
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pDeleteFilesKey, GetRunScriptAppID(), false);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pDeleteFilesKey, run.m_unAppID, false);
     if (record.BHasRun())
         return true;
 
@@ -130,7 +131,7 @@ bool CInstallScriptManagerWin32::OnDeleteFilesKey(KeyValues* pDeleteFilesKey)
         BMakeFileWritable(strPath);
         if (!BDeleteFile(strPath))
         {
-            ScriptLog("Failed to delete file \"%s\"", strPath.Get());
+            run.Log("Failed to delete file \"%s\"", strPath.Get());
             bAllDeleted = false;
         }
     }
@@ -141,7 +142,7 @@ bool CInstallScriptManagerWin32::OnDeleteFilesKey(KeyValues* pDeleteFilesKey)
     return true;
 }
 
-void CInstallScriptManagerWin32::OnDeleteFilesOnUninstallValue(KeyValues* pkvValue)
+void OnDeleteFilesOnUninstallValue(const CInstallScriptRunContext& run, KeyValues* pkvValue)
 {
     Assert(pkvValue);
     if (!pkvValue)
@@ -152,7 +153,7 @@ void CInstallScriptManagerWin32::OnDeleteFilesOnUninstallValue(KeyValues* pkvVal
         BScriptPathExists(strNamePath) ? strNamePath : ExpandEnvironmentStringsUTF8(pkvValue->GetString());
     // An empty path would reach the working directory's attributes.
     if (strPath.IsEmpty() || !BMakeFileWritable(strPath))
-        ScriptLog("Failed to make file writable for deletion [%s]", strPath.Get());
+        run.Log("Failed to make file writable for deletion [%s]", strPath.Get());
     else if (!BDeleteFileForced(strPath))
-        ScriptLog("Failed to delete file [%s]", strPath.Get());
+        run.Log("Failed to delete file [%s]", strPath.Get());
 }

@@ -2,7 +2,8 @@
 // variables, then the template's %NAME% references are filled in from the environment
 // and the result is written to the output file.
 
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_regkeys.h"
 
 #include <vector>
@@ -48,13 +49,10 @@ void SetVariableFromRegistry(KeyValues* pkvValue, std::vector<char>& vecValue)
         return;
     // Key names are local-code-page text, like registry names.
     const char* pszName = pkvValue->GetName();
-    wchar_t wszName[k_cchMaxVariableName + 1];
-    const int cchName =
-        MultiByteToWideChar(CP_ACP, 0, pszName, (int)strlen(pszName), wszName, k_cchMaxVariableName);
-    if (cchName <= 0)
+    const CLocalCodePageWideText name(pszName);
+    if (name.Length() == 0 || name.Length() > k_cchMaxVariableName)
         return;
-    wszName[cchName] = L'\0';
-    SetEnvironmentVariableW(wszName, CWideText(vecValue.data()).Get());
+    SetEnvironmentVariableW(name.Get(), CWideText(vecValue.data()).Get());
 }
 
 // The template is expanded as local-code-page text, as the environment gives it.
@@ -78,12 +76,12 @@ bool BFillTemplate(const char* pszTemplate, const char* pszOutput)
 
 } // namespace
 
-bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pFileTemplateKey)
+bool OnFileTemplateKey(const CInstallScriptRunContext& run, KeyValues* pFileTemplateKey)
 {
     Assert(pFileTemplateKey);
     if (!pFileTemplateKey)
         return false;
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pFileTemplateKey, GetRunScriptAppID(), false);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pFileTemplateKey, run.m_unAppID, false);
     if (record.BHasRun())
         return true;
 
@@ -102,7 +100,7 @@ bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pFileTemplateKey)
         ExpandEnvironmentStringsUTF8(pFileTemplateKey->GetKeyString("output_file", ""));
     if (!BFillTemplate(strTemplate, strOutput))
     {
-        ScriptLog("Failed to create file template \"%s\"", strTemplate.Get());
+        run.Log("Failed to create file template \"%s\"", strTemplate.Get());
         return false;
     }
     record.SetHasRun();

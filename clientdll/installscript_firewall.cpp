@@ -2,8 +2,9 @@
 // through, and withdraws them again on uninstall. This process gets no firewall from its
 // service object, so every entry that gets that far fails without a message.
 
+#include "clientdll/installscript_handlers.h"
 #include "clientdll/installscript_requirements.h"
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_regkeys.h"
 #include "common/korvexservice.h"
 #include "common/windowshelper.h"
@@ -30,15 +31,15 @@ bool BWantsModeAfterAdd(uint32 unAppID)
 
 } // namespace
 
-bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
+bool OnFirewallKey(const CInstallScriptRunContext& run, KeyValues* pkvEntry)
 {
-    const uint32 unAppID = GetRunScriptAppID();
-    const bool bUninstall = m_eInstallScriptMode == k_EInstallScriptModeUninstall;
+    const uint32 unAppID = run.m_unAppID;
+    const bool bUninstall = run.m_eMode == k_EInstallScriptModeUninstall;
     const CHasRunRecord record = CHasRunRecord::ForEntry(pkvEntry, unAppID, false, 1);
     // Uninstall withdraws whatever the record says.
     if (!bUninstall && record.BHasRun())
         return true;
-    if (!BCheckRequirements(pkvEntry, m_szLanguage))
+    if (!BCheckRequirements(pkvEntry, run.m_pszLanguage))
         return true;
     IKorvexFirewall* pFirewall = g_KorvexService.GetFirewall();
     if (!pFirewall)
@@ -55,7 +56,7 @@ bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
         }
         else if (!pFirewall->BAddProgram(strPath, pkvProgram->GetName()))
         {
-            ScriptLog("Failed adding file \"%s\" to firewall", strPath.Get());
+            run.Log("Failed adding file \"%s\" to firewall", strPath.Get());
             bResult = false;
         }
         else if (bResult && BWantsModeAfterAdd(unAppID))

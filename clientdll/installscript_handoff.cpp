@@ -56,17 +56,18 @@ bool CInstallScriptManagerWin32::BStartAdminHandOff()
     m_pkvRunSymlinkAsAdminUser->Clear();
     m_pkvRunProcessAsAdminUser->Clear();
 
-    const CUtlString strPath = GetInstallDirFile(k_szAdminScriptFile);
+    const CInstallScriptRunContext run = GetRunContext();
+    const CUtlString strPath = run.GetInstallDirFile(k_szAdminScriptFile);
     m_hAdminScriptFile = CreateAdminScriptFile(strPath.Get(), buf);
     if (m_hAdminScriptFile == INVALID_HANDLE_VALUE)
     {
-        ScriptLog("Failed to write \"%s\"", strPath.Get());
+        run.Log("Failed to write \"%s\"", strPath.Get());
         return false;
     }
 
     if (m_unFlags == 0 && g_cvRunAdminInstallScriptsFromService.GetInt() == 0)
     {
-        StartServiceProcess(strPath.Get(), GetRunScriptAppID());
+        StartServiceProcess(strPath.Get(), run.m_unAppID);
         return m_hRunProcess != INVALID_HANDLE_VALUE;
     }
     // No service interface exists in this program, so the request is never accepted.
@@ -107,5 +108,5 @@ void CInstallScriptManagerWin32::CloseAdminScriptFile()
         return;
     CloseHandle(m_hAdminScriptFile);
     m_hAdminScriptFile = INVALID_HANDLE_VALUE;
-    BDeleteFile(GetInstallDirFile(k_szAdminScriptFile).Get());
+    BDeleteFile(GetRunContext().GetInstallDirFile(k_szAdminScriptFile).Get());
 }

@@ -6,7 +6,7 @@
 #include <windows.h>
 
 #include "tier0/procaddress.h"
-#include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 #ifndef ISE_HOST_PATH_TRANSLATION_EXPORT
 #define ISE_HOST_PATH_TRANSLATION_EXPORT "wine_get_dos_file_name"
@@ -23,13 +23,7 @@ bool BTranslateHostPath(PFNTranslateHostPath pfnTranslate, const char* pszHostPa
     wchar_t* pwszPath = pfnTranslate(pszHostPath);
     if (!pwszPath)
         return false;
-    const wchar16* pwchPath = reinterpret_cast<const wchar16*>(pwszPath);
-    const int cubPath = V_UTF16ToUTF8(pwchPath, nullptr, 0);
-    char* pchPath = cubPath > 1 ? pstrPath->GetForModify(cubPath - 1) : nullptr;
-    if (pchPath)
-        V_UTF16ToUTF8(pwchPath, pchPath, cubPath);
-    else
-        pstrPath->Clear();
+    *pstrPath = CUTF8Text(pwszPath).Get();
     HeapFree(GetProcessHeap(), 0, pwszPath);
     return true;
 }

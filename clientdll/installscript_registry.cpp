@@ -9,14 +9,16 @@
 #include <cstring>
 #include <vector>
 
+#include "clientdll/installscript_handlers.h"
 #include "clientdll/installscript_registrygroups.h"
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_log.h"
 #include "common/windowshelper.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
 #include "tier1/utlvector.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {
@@ -59,26 +61,21 @@ bool BExpand(const char* pszText, bool bUTF8, CUtlString* pstrExpanded)
 int LocaleSpecificANSIToUTF8(const char* pszANSI, char* pchUTF8, int cubUTF8)
 {
     pchUTF8[0] = '\0';
-    const int cchWide = MultiByteToWideChar(CP_ACP, 0, pszANSI, -1, nullptr, 0);
-    if (cchWide <= 0)
+    const CLocalCodePageWideText wide(pszANSI);
+    if (!wide.BValid())
         return 0;
-    std::vector<wchar16> vecWide((size_t)cchWide);
-    if (MultiByteToWideChar(CP_ACP, 0, pszANSI, -1, reinterpret_cast<wchar_t*>(vecWide.data()), cchWide) <= 0)
-        return 0;
-    const int cubNeeded = V_UTF16ToUTF8(vecWide.data(), nullptr, 0);
-    V_UTF16ToUTF8(vecWide.data(), pchUTF8, cubUTF8);
+    const wchar16* pwchWide = reinterpret_cast<const wchar16*>(wide.Get());
+    const int cubNeeded = V_UTF16ToUTF8(pwchWide, nullptr, 0);
+    V_UTF16ToUTF8(pwchWide, pchUTF8, cubUTF8);
     return cubNeeded <= cubUTF8 ? cubNeeded : 0;
 }
 
-uint8 HexDigitValue(char ch)
+// Any character that is no hexadecimal digit reads as 0: the lenient reading is kept on
+// purpose.
+uint8 LenientHexDigit(char ch)
 {
-    if (ch >= '0' && ch <= '9')
-        return (uint8)(ch - '0');
-    if (ch >= 'a' && ch <= 'f')
-        return (uint8)(ch - 'a' + 10);
-    if (ch >= 'A' && ch <= 'F')
-        return (uint8)(ch - 'A' + 10);
-    return 0; // any other character reads as 0: the lenient reading is kept on purpose
+    const int nValue = V_HexDigitValue(ch);
+    return nValue < 0 ? 0 : (uint8)nValue;
 }
 
 // Two digits a byte, an odd last digit ignored.
@@ -87,7 +84,7 @@ void DecodeLenientHex(const char* pszHex, CUtlVector<uint8>* pvecBytes)
     const size_t cubBytes = strlen(pszHex) / 2;
     for (size_t iByte = 0; iByte < cubBytes; ++iByte)
         pvecBytes->AddToTail(
-            (uint8)(HexDigitValue(pszHex[2 * iByte]) << 4 | HexDigitValue(pszHex[2 * iByte + 1])));
+            (uint8)(LenientHexDigit(pszHex[2 * iByte]) << 4 | LenientHexDigit(pszHex[2 * iByte + 1])));
 }
 
 } // namespace
@@ -310,18 +307,16 @@ bool CInstallScriptRegistry::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const ch
     return bResult;
 }
 
-bool CInstallScriptManagerWin32::ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath,
-                                                      KeyValues* pRegistryKey, bool bOverwrite)
+bool ApplyRegistrySection(const CInstallScriptRunContext& run, ERegKeyRoot eRoot, const char* pchPath,
+                          KeyValues* pRegistryKey, bool bOverwrite)
 {
-    CInstallScriptRegistry registry(GetRunScriptAppID(), m_szLanguage,
-                                    m_pRunScript && m_pRunScript->m_bUTF8RegistryStrings);
+    CInstallScriptRegistry registry(run.m_unAppID, run.m_pszLanguage, run.m_bUTF8RegistryStrings);
     return registry.ApplyRegistrySection(eRoot, pchPath, pRegistryKey, bOverwrite);
 }
 
-bool CInstallScriptManagerWin32::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath,
-                                                         KeyValues* pRegistryKey)
+bool RemoveRegistryKeyValues(const CInstallScriptRunContext& run, ERegKeyRoot eRoot, const char* pchPath,
+                             KeyValues* pRegistryKey)
 {
-    CInstallScriptRegistry registry(GetRunScriptAppID(), m_szLanguage,
-                                    m_pRunScript && m_pRunScript->m_bUTF8RegistryStrings);
+    CInstallScriptRegistry registry(run.m_unAppID, run.m_pszLanguage, run.m_bUTF8RegistryStrings);
     return registry.RemoveRegistryKeyValues(eRoot, pchPath, pRegistryKey);
 }

@@ -2,8 +2,9 @@
 // becomes a self-contained job record on the administrator work list, and whoever carries
 // out that list runs it, judges its exit code and records that it ran.
 
+#include "clientdll/installscript_handlers.h"
 #include "clientdll/installscript_processdescription.h"
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_regkeys.h"
 #include "common/windowshelper.h"
 #include "tier1/keyvalues.h"
@@ -101,18 +102,17 @@ KeyValues* NewRunProcessJobRecord(KeyValues* pkvEntry, const RunProcessJob_s& jo
 
 } // namespace
 
-bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser)
+bool OnRunProcessKey(const CInstallScriptRunContext& run, KeyValues* pkvEntry, bool bAllowAsCurrentUser)
 {
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pkvEntry, GetRunScriptAppID(), true);
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pkvEntry, run.m_unAppID, true);
     int nIgnoreHasRunKey = 0;
-    if (!BEntryNeedsRun(pkvEntry, record, m_eInstallScriptMode == k_EInstallScriptModeUninstall,
-                        &nIgnoreHasRunKey))
+    if (!BEntryNeedsRun(pkvEntry, record, run.m_eMode == k_EInstallScriptModeUninstall, &nIgnoreHasRunKey))
         return true;
     // Asking for the current user changes nothing: every program goes to the administrator.
     if (bAllowAsCurrentUser)
         (void)pkvEntry->FindKey("AsCurrentUser");
 
-    const ELanguage eLanguage = GetLanguageFromName(m_szLanguage);
+    const ELanguage eLanguage = GetLanguageFromName(run.m_pszLanguage);
     for (KeyValues* pkvProcess = pkvEntry->GetFirstSubKey(); pkvProcess;
          pkvProcess = pkvProcess->GetNextKey())
     {
@@ -127,7 +127,7 @@ bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllo
         if (strProcess.IsEmpty() ||
             !BExpandCommandLine(pkvEntry->GetKeyString(strCommandKey.Get(), ""), &strCommand))
         {
-            ScriptLog("Failed to build Run Process keys for %s", pkvProcess->GetName());
+            run.Log("Failed to build Run Process keys for %s", pkvProcess->GetName());
             continue;
         }
         CUtlString strDescription(pkvEntry->GetKeyString("Description", ""));
@@ -136,11 +136,11 @@ bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllo
         CUtlString strJobName(pkvEntry->GetName());
         strJobName.Append(pszSuffix);
 
-        const RunProcessJob_s job = {strJobName.Get(),     strProcess.Get(),          strCommand.Get(),
-                                     strDescription.Get(), record.GetKeyPath().Get(), nIgnoreHasRunKey,
-                                     m_nInstallStepCount,  GetRunScriptAppID()};
-        m_pkvRunProcessAsAdminUser->AddSubKey(NewRunProcessJobRecord(pkvEntry, job));
-        ++m_nInstallStepCount;
+        const RunProcessJob_s job = {
+            strJobName.Get(),          strProcess.Get(), strCommand.Get(),           strDescription.Get(),
+            record.GetKeyPath().Get(), nIgnoreHasRunKey, *run.m_punInstallStepCount, run.m_unAppID};
+        run.m_pkvRunProcessAsAdminUser->AddSubKey(NewRunProcessJobRecord(pkvEntry, job));
+        ++*run.m_punInstallStepCount;
     }
     return true;
 }

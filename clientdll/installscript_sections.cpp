@@ -1,7 +1,5 @@
 #include "clientdll/installscript_sections.h"
 
-#include <initializer_list>
-
 #include "vstdlib/strtools.h"
 
 namespace
@@ -53,21 +51,30 @@ SectionSteps_s Steps(const SectionStep_s (&rgSteps)[N])
     return {rgSteps, (int)N};
 }
 
+// Any mode not listed walks nothing and succeeds.
+const ModeWalk_s k_rgModeWalks[] = {
+    {k_EInstallScriptModeLaunch, "k_EInstallScriptModeLaunch", Steps(k_rgLaunchSteps), false, true, false},
+    {k_EInstallScriptModeUpdate, "k_EInstallScriptModeUpdate", Steps(k_rgUpdateSteps), false, true, true},
+    {k_EInstallScriptModeUninstall, "k_EInstallScriptModeUninstall", Steps(k_rgUninstallSteps), true, true,
+     true},
+    {k_EInstallScriptModeCleanup, "k_EInstallScriptModeCleanup", {nullptr, 0}, true, false, false},
+};
+
 } // namespace
 
-SectionSteps_s GetLaunchSteps()
+ModeWalks_s GetModeWalks()
 {
-    return Steps(k_rgLaunchSteps);
+    return {k_rgModeWalks, (int)V_ARRAYSIZE(k_rgModeWalks)};
 }
 
-SectionSteps_s GetUpdateSteps()
+const ModeWalk_s* FindModeWalk(EInstallScriptMode eMode)
 {
-    return Steps(k_rgUpdateSteps);
-}
-
-SectionSteps_s GetUninstallSteps()
-{
-    return Steps(k_rgUninstallSteps);
+    for (const ModeWalk_s& walk : k_rgModeWalks)
+    {
+        if (walk.m_eMode == eMode)
+            return &walk;
+    }
+    return nullptr;
 }
 
 CleanupSteps_s GetCleanupSteps()
@@ -77,12 +84,12 @@ CleanupSteps_s GetCleanupSteps()
 
 const SectionStep_s* FindSectionStep(const char* pszSection)
 {
-    for (SectionSteps_s steps : {GetLaunchSteps(), GetUpdateSteps(), GetUninstallSteps()})
+    for (const ModeWalk_s& walk : k_rgModeWalks)
     {
-        for (int i = 0; i < steps.m_cSteps; ++i)
+        for (int i = 0; i < walk.m_steps.m_cSteps; ++i)
         {
-            if (V_stricmp(steps.m_pSteps[i].m_pszSection, pszSection) == 0)
-                return &steps.m_pSteps[i];
+            if (V_stricmp(walk.m_steps.m_pSteps[i].m_pszSection, pszSection) == 0)
+                return &walk.m_steps.m_pSteps[i];
         }
     }
     return nullptr;

@@ -1,6 +1,9 @@
 #pragma once
 // The sections of an install script and the fixed order in which each mode visits them:
-// one table per mode, read by the evaluator's walks and by the script checker.
+// one table of sections per mode and the table of modes, read by the evaluator's walks and
+// by the script checker.
+
+#include "clientdll/iinstallscriptmanager.h"
 
 // What a section hands its handler: each group child, each plain value, or itself.
 enum EWalkUnit
@@ -50,17 +53,33 @@ struct SectionSteps_s
     int m_cSteps;
 };
 
-SectionSteps_s GetLaunchSteps();
-SectionSteps_s GetUpdateSteps();
-// The uninstall walk ends with the cleanup walk.
-SectionSteps_s GetUninstallSteps();
-
 struct CleanupSteps_s
 {
     const CleanupStep_s* m_pSteps;
     int m_cSteps;
 };
 CleanupSteps_s GetCleanupSteps();
+
+// One mode's walk: its sections in order, then the cleanup walk when it follows.
+struct ModeWalk_s
+{
+    EInstallScriptMode m_eMode;
+    const char* m_pszMode; // the enumerator's name, for assertion texts
+    SectionSteps_s m_steps;
+    bool m_bCleanupFollows;
+    bool m_bAssertsRunState; // the run is in this mode with a script
+    bool m_bAssertsNonEmpty; // and the script has something in it
+};
+
+struct ModeWalks_s
+{
+    const ModeWalk_s* m_pWalks;
+    int m_cWalks;
+};
+// Launch, update, uninstall, cleanup.
+ModeWalks_s GetModeWalks();
+// Null for a mode that walks nothing.
+const ModeWalk_s* FindModeWalk(EInstallScriptMode eMode);
 
 // The first step of any mode (launch, then update, then uninstall) that walks the
 // section named pszSection (case ignored); null when no mode walks it.

@@ -74,25 +74,8 @@ bool CInstallScriptManagerWin32::BRunJobGroup(KeyValues* pkvGroup, PFNTranslateH
     PrepareScriptForRun(&script);
 
     // Section failures show in the log only; they never fail the job.
-    BRunWalkForMode((uint32)nMode);
+    BRunWalk((EInstallScriptMode)nMode);
     return true;
-}
-
-bool CInstallScriptManagerWin32::BRunWalkForMode(uint32 unMode)
-{
-    switch (unMode)
-    {
-        case k_EInstallScriptModeUninstall:
-            return BRunUninstallWalk();
-        case k_EInstallScriptModeCleanup:
-            return BRunCleanupWalk();
-        case k_EInstallScriptModeUpdate:
-            return BRunUpdateWalk();
-        case k_EInstallScriptModeLaunch:
-            return BRunLaunchWalk();
-        default:
-            return true;
-    }
 }
 
 void CInstallScriptManagerWin32::WaitForHandOff()
@@ -124,7 +107,7 @@ void CInstallScriptManagerWin32::WaitForHandOff()
         else if (GetThreadInstallScriptState() != STILL_ACTIVE)
         {
             m_bThreadInstallScriptRunning = false;
-            BDeleteFile(GetInstallDirFile("runasinvoker.vdf").Get());
+            BDeleteFile(GetRunContext().GetInstallDirFile("runasinvoker.vdf").Get());
         }
         PublishProgress();
         Plat_Sleep(100);

@@ -1,7 +1,8 @@
 // The "symlink" section: every "link" key with its "target" partner becomes a work record
 // for the elevated service, which makes the links; nothing is linked here.
 
-#include "clientdll/installscript_win32.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
 #include "common/installscript_regkeys.h"
 
 #include "clientdll/installscript_fileentry.h"
@@ -26,13 +27,13 @@ KeyValues* NewSymlinkRecord(const char* pszName, const char* pszFrom, const char
 
 } // namespace
 
-bool CInstallScriptManagerWin32::OnSymlinkKey(KeyValues* pSymlinkKey)
+bool OnSymlinkKey(const CInstallScriptRunContext& run, KeyValues* pSymlinkKey)
 {
     Assert(pSymlinkKey);
     if (!pSymlinkKey)
         return false;
-    const CHasRunRecord record = CHasRunRecord::ForEntry(pSymlinkKey, GetRunScriptAppID(), false);
-    if (record.BHasRun() || !BCheckRequirements(pSymlinkKey, m_szLanguage))
+    const CHasRunRecord record = CHasRunRecord::ForEntry(pSymlinkKey, run.m_unAppID, false);
+    if (record.BHasRun() || !BCheckRequirements(pSymlinkKey, run.m_pszLanguage))
         return true;
 
     bool bAllQueued = true;
@@ -45,21 +46,21 @@ bool CInstallScriptManagerWin32::OnSymlinkKey(KeyValues* pSymlinkKey)
         const bool bNamed = BBuildKeyName(pSymlinkKey->GetName(), pszSuffix, szRecordName);
         if (!bNamed)
         {
-            ScriptLog("Failed to build symlink source \"%s\"", pkvLink->GetName());
+            run.Log("Failed to build symlink source \"%s\"", pkvLink->GetName());
             bAllQueued = false;
         }
         KeyValues* pkvTarget = FindPartnerKey(pSymlinkKey, "target", pszSuffix);
         const CUtlString strTarget = ExpandEnvironmentStringsUTF8(pkvTarget ? pkvTarget->GetString() : "");
         if (!bNamed || !BScriptPathExists(strTarget))
         {
-            ScriptLog("Failed to build symlink target \"%s\"", strTarget.Get());
+            run.Log("Failed to build symlink target \"%s\"", strTarget.Get());
             bAllQueued = false;
             continue;
         }
         // Looked up below the link value, which never has children: the record always
         // says 0. The service expects it so; the entry's own key counts only below.
         const int nIgnoreExitCode = pkvLink->GetKeyInt("IgnoreExitCode", 0);
-        m_pkvRunSymlinkAsAdminUser->AddSubKey(NewSymlinkRecord(
+        run.m_pkvRunSymlinkAsAdminUser->AddSubKey(NewSymlinkRecord(
             szRecordName, ExpandEnvironmentStringsUTF8(pkvLink->GetString()), strTarget, nIgnoreExitCode));
     }
     return BEntrySucceeded(pSymlinkKey, bAllQueued);

@@ -100,26 +100,7 @@ bool BWalkSteps(Handlers_t& handlers, KeyValues* pkvScript, SectionSteps_s steps
     return bResult;
 }
 
-} // namespace
-
-bool BWalkLaunchSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
-{
-    return BWalkSteps(handlers, pkvScript, GetLaunchSteps());
-}
-
-bool BWalkUpdateSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
-{
-    return BWalkSteps(handlers, pkvScript, GetUpdateSteps());
-}
-
-bool BWalkUninstallSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
-{
-    bool bResult = BWalkSteps(handlers, pkvScript, GetUninstallSteps());
-    bResult &= BWalkCleanupSections(handlers, pkvScript);
-    return bResult;
-}
-
-bool BWalkCleanupSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript)
+bool BWalkCleanupSteps(Handlers_t& handlers, KeyValues* pkvScript)
 {
     bool bResult = true;
     const CleanupSteps_s steps = GetCleanupSteps();
@@ -134,5 +115,15 @@ bool BWalkCleanupSections(IInstallScriptSectionHandlers& handlers, KeyValues* pk
                                     return handlers.BForgetHasRunRecord(pkvItem, step.m_bMachineWide);
                                 });
     }
+    return bResult;
+}
+
+} // namespace
+
+bool BWalkSections(IInstallScriptSectionHandlers& handlers, const ModeWalk_s& walk, KeyValues* pkvScript)
+{
+    bool bResult = BWalkSteps(handlers, pkvScript, walk.m_steps);
+    if (walk.m_bCleanupFollows)
+        bResult &= BWalkCleanupSteps(handlers, pkvScript);
     return bResult;
 }

@@ -4,9 +4,8 @@
 
 class IInstallScriptSectionHandlers;
 class KeyValues;
+struct ModeWalk_s;
 
-bool BWalkLaunchSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript);
-bool BWalkUpdateSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript);
-// Ends with the cleanup walk, ANDed in.
-bool BWalkUninstallSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript);
-bool BWalkCleanupSections(IInstallScriptSectionHandlers& handlers, KeyValues* pkvScript);
+// The mode's sections (installscript_sections), then the cleanup walk, ANDed in, when it
+// follows.
+bool BWalkSections(IInstallScriptSectionHandlers& handlers, const ModeWalk_s& walk, KeyValues* pkvScript);

@@ -1,13 +1,14 @@
 // The manager's life cycle, its queue record, the interface operations without a file of
-// their own, and the walks of the running script.
+// their own, the walk of the running script and the run context its handlers get.
 
 #include "clientdll/installscript_win32.h"
 
 #include <utility>
 
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_sections.h"
 #include "clientdll/installscript_walks.h"
 #include "clientdll/ivalidator.h"
-#include "common/installscript_log.h"
 #include "tier0/dbg.h"
 #include "tier1/fileio.h"
 #include "tier1/keyvalues.h"
@@ -179,40 +180,22 @@ void CInstallScriptManagerWin32::Validate(IValidator& validator, const char* psz
     validator.Pop();
 }
 
-bool CInstallScriptManagerWin32::BRunLaunchWalk()
+bool CInstallScriptManagerWin32::BRunWalk(EInstallScriptMode eMode)
 {
-    Assert(m_eInstallScriptMode == k_EInstallScriptModeLaunch);
-    Assert(m_pRunScript);
-    KeyValues* pScript = GetRunScriptTree();
-    return pScript ? BWalkLaunchSections(*this, pScript) : false;
-}
-
-bool CInstallScriptManagerWin32::BRunUpdateWalk()
-{
-    Assert(m_eInstallScriptMode == k_EInstallScriptModeUpdate);
-    Assert(m_pRunScript);
+    const ModeWalk_s* pWalk = FindModeWalk(eMode);
+    if (!pWalk)
+        return true;
+    if (pWalk->m_bAssertsRunState)
+    {
+        AssertFmt(m_eInstallScriptMode == eMode, "m_eInstallScriptMode == %s", pWalk->m_pszMode);
+        Assert(m_pRunScript);
+    }
     KeyValues* pScript = GetRunScriptTree();
     if (!pScript)
         return false;
-    Assert(!pScript->IsEmpty());
-    return BWalkUpdateSections(*this, pScript);
-}
-
-bool CInstallScriptManagerWin32::BRunUninstallWalk()
-{
-    Assert(m_eInstallScriptMode == k_EInstallScriptModeUninstall);
-    Assert(m_pRunScript);
-    KeyValues* pScript = GetRunScriptTree();
-    if (!pScript)
-        return false;
-    Assert(!pScript->IsEmpty());
-    return BWalkUninstallSections(*this, pScript);
-}
-
-bool CInstallScriptManagerWin32::BRunCleanupWalk()
-{
-    KeyValues* pScript = GetRunScriptTree();
-    return pScript ? BWalkCleanupSections(*this, pScript) : false;
+    if (pWalk->m_bAssertsNonEmpty)
+        Assert(!pScript->IsEmpty());
+    return BWalkSections(*this, *pWalk, pScript);
 }
 
 KeyValues* CInstallScriptManagerWin32::GetRunScriptTree()
@@ -220,24 +203,86 @@ KeyValues* CInstallScriptManagerWin32::GetRunScriptTree()
     return m_pRunScript ? m_pRunScript->GetInstallScript() : nullptr;
 }
 
-uint32 CInstallScriptManagerWin32::GetRunScriptAppID() const
+CInstallScriptRunContext CInstallScriptManagerWin32::GetRunContext()
 {
-    return m_pRunScript ? m_pRunScript->m_unAppID : m_unAppID;
+    CInstallScriptRunContext run;
+    run.m_unAppID = m_pRunScript ? m_pRunScript->m_unAppID : m_unAppID;
+    run.m_eMode = m_eInstallScriptMode;
+    run.m_pszLanguage = m_szLanguage;
+    if (m_pRunScript)
+    {
+        run.m_bUTF8RegistryStrings = m_pRunScript->m_bUTF8RegistryStrings;
+        run.m_pszInstallPath = m_pRunScript->m_strInstallPath.Get();
+    }
+    run.m_pkvRunProcessAsAdminUser = m_pkvRunProcessAsAdminUser;
+    run.m_pkvRunSymlinkAsAdminUser = m_pkvRunSymlinkAsAdminUser;
+    run.m_punInstallStepCount = &m_nInstallStepCount;
+    return run;
 }
 
-void CInstallScriptManagerWin32::ScriptLog(const char* pszFormat, ...)
+bool CInstallScriptManagerWin32::ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath,
+                                                      KeyValues* pRegistryKey, bool bOverwrite)
 {
-    va_list args;
-    va_start(args, pszFormat);
-    InstallScriptAppLogV(GetRunScriptAppID(), pszFormat, args);
-    va_end(args);
+    return ::ApplyRegistrySection(GetRunContext(), eRoot, pchPath, pRegistryKey, bOverwrite);
 }
 
-CUtlString CInstallScriptManagerWin32::GetInstallDirFile(const char* pszFileName) const
+bool CInstallScriptManagerWin32::RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath,
+                                                         KeyValues* pRegistryKey)
 {
-    CUtlString strPath(m_pRunScript ? m_pRunScript->m_strInstallPath.Get() : "");
-    if (!strPath.IsEmpty() && !PATHSEPARATOR(strPath.Get()[strPath.Length() - 1]))
-        strPath.Append("\\");
-    strPath.Append(pszFileName);
-    return strPath;
+    return ::RemoveRegistryKeyValues(GetRunContext(), eRoot, pchPath, pRegistryKey);
+}
+
+bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser)
+{
+    return ::OnRunProcessKey(GetRunContext(), pkvEntry, bAllowAsCurrentUser);
+}
+
+bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pkvEntry)
+{
+    return ::OnFileTemplateKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::OnCopyFoldersKey(KeyValues* pkvEntry)
+{
+    return ::OnCopyFoldersKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::OnCopyFilesKey(KeyValues* pkvEntry)
+{
+    return ::OnCopyFilesKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::OnCreateFoldersKey(KeyValues* pkvEntry)
+{
+    return ::OnCreateFoldersKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::OnSymlinkKey(KeyValues* pkvEntry)
+{
+    return ::OnSymlinkKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::OnDeleteFilesKey(KeyValues* pkvEntry)
+{
+    return ::OnDeleteFilesKey(GetRunContext(), pkvEntry);
+}
+
+void CInstallScriptManagerWin32::OnDeleteFilesOnUninstallValue(KeyValues* pkvValue)
+{
+    ::OnDeleteFilesOnUninstallValue(GetRunContext(), pkvValue);
+}
+
+bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
+{
+    return ::OnFirewallKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::OnCompatibilityModeKey(KeyValues* pkvEntry)
+{
+    return ::OnCompatibilityModeKey(GetRunContext(), pkvEntry);
+}
+
+bool CInstallScriptManagerWin32::BForgetHasRunRecord(KeyValues* pkvEntry, bool bMachineWide)
+{
+    return ::BForgetHasRunRecord(GetRunContext(), pkvEntry, bMachineWide);
 }

@@ -8,6 +8,7 @@
 #include "clientdll/iinstallscriptmanager.h"
 #include "clientdll/iinstallscriptsectionhandlers.h"
 #include "clientdll/installscript_pathtranslation.h"
+#include "clientdll/installscript_runcontext.h"
 #include "tier1/utlstring.h"
 #include "tier1/utlvector.h"
 
@@ -59,11 +60,9 @@ public:
     // Makes the script the running one and sets "INSTALLDIR" and "ROOTDRIVE".
     void PrepareScriptForRun(RunInstallScript_s* pCurrentScript);
 
-    // The walks of the running script, one per mode.
-    bool BRunLaunchWalk();
-    bool BRunUpdateWalk();
-    bool BRunUninstallWalk();
-    bool BRunCleanupWalk();
+    // Walks the running script in eMode (installscript_sections holds each mode's walk); a
+    // mode without a walk does nothing and succeeds.
+    bool BRunWalk(EInstallScriptMode eMode);
 
     // Writes the administrator work lists into "runasadmin.vdf" and hands it on.
     bool BStartAdminHandOff();
@@ -73,7 +72,7 @@ public:
     // Writes "standalone_installscript_progress_<app id>.vdf" from the progress records.
     void PublishProgress();
 
-    // Section handlers.
+    // Section handlers: each family's own, given the run context (installscript_handlers.h).
     bool ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pRegistryKey,
                               bool bOverwrite) override;
     bool RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pRegistryKey) override;
@@ -89,14 +88,10 @@ public:
     bool OnCompatibilityModeKey(KeyValues* pkvEntry) override;
     bool BForgetHasRunRecord(KeyValues* pkvEntry, bool bMachineWide) override;
 
-protected:
-    // Logs "[AppID %u] " and the message, with the running script's app id.
-    void ScriptLog(const char* pszFormat, ...) __attribute__((format(printf, 2, 3)));
-    // The running script's app id (the manager's while none runs).
-    uint32 GetRunScriptAppID() const;
-    // pszFileName joined to the running script's install directory.
-    CUtlString GetInstallDirFile(const char* pszFileName) const;
+    // What the handlers see of the running script (the manager's app id while none runs).
+    CInstallScriptRunContext GetRunContext();
 
+protected:
     uint32 m_unAppID;
     EInstallScriptMode m_eInstallScriptMode;
     KeyValues* m_pkvRunProcessAsAdminUser;
@@ -116,7 +111,6 @@ private:
     // Checks, queues, prepares and walks one group of a standalone job; false when the
     // group fails the job.
     bool BRunJobGroup(KeyValues* pkvGroup, PFNTranslateHostPath pfnTranslate);
-    bool BRunWalkForMode(uint32 unMode);
     // The in-process worker's state: STILL_ACTIVE while it works.
     DWORD GetThreadInstallScriptState() const;
     // Polls the hand-off every 100 ms, publishing progress, until it has ended.

@@ -1,18 +1,14 @@
 #include "clientdll/numbertext.h"
 
+#include "vstdlib/strtools.h"
+
 namespace
 {
 
 // The digit's value, or -1 outside the base.
 int DigitValue(char ch, uint64 ulBase)
 {
-    int nValue = -1;
-    if (ch >= '0' && ch <= '9')
-        nValue = ch - '0';
-    else if (ch >= 'a' && ch <= 'f')
-        nValue = ch - 'a' + 10;
-    else if (ch >= 'A' && ch <= 'F')
-        nValue = ch - 'A' + 10;
+    const int nValue = V_HexDigitValue(ch);
     return nValue >= 0 && (uint64)nValue < ulBase ? nValue : -1;
 }
 

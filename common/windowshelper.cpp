@@ -8,6 +8,7 @@
 #include "tier0/procaddress.h"
 #include "tier1/fileio.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {
@@ -32,25 +33,9 @@ const wchar_t* AsWide(const wchar16* pwch)
     return reinterpret_cast<const wchar_t*>(pwch);
 }
 
-CHeapArray<wchar16> UTF8ToWide(const char* pszUTF8)
-{
-    const int cchWide = V_UTF8ToUTF16(pszUTF8, nullptr, 0);
-    CHeapArray<wchar16> pwchWide = AllocArray<wchar16>(cchWide > 0 ? cchWide : 1);
-    if (pwchWide)
-        V_UTF8ToUTF16(pszUTF8, pwchWide.get(), (cchWide > 0 ? cchWide : 1) * sizeof(wchar16));
-    return pwchWide;
-}
-
 CUtlString WideToUTF8(const wchar16* pwchWide)
 {
-    CUtlString strUTF8;
-    const int cubUTF8 = V_UTF16ToUTF8(pwchWide, nullptr, 0);
-    if (cubUTF8 > 1)
-    {
-        if (char* pchUTF8 = strUTF8.GetForModify(cubUTF8 - 1))
-            V_UTF16ToUTF8(pwchWide, pchUTF8, cubUTF8);
-    }
-    return strUTF8;
+    return CUtlString(CUTF8Text(pwchWide).Get());
 }
 
 // The system's expansion takes at most 32,767 characters with the terminator; Wine answers
@@ -144,17 +129,10 @@ void ReadTranslatedDescription(const void* pvVersionInfo, uint16 unWantedLanguag
 // Steps shared by both UTF-8 readers: the value as terminated UTF-16 text.
 LSTATUS QueryWideString(HKEY hKey, const char* pszValueName, CHeapArray<wchar16>* ppwchValue)
 {
-    wchar_t wszName[1] = {0};
-    CHeapArray<wchar_t> pwszName;
-    const wchar_t* pwszQueryName = wszName;
-    if (pszValueName && *pszValueName)
-    {
-        const int cchName = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, pszValueName, -1, nullptr, 0);
-        if (cchName <= 0 || !(pwszName = AllocArray<wchar_t>(cchName)) ||
-            MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, pszValueName, -1, pwszName.get(), cchName) <= 0)
-            return ERROR_INVALID_PARAMETER;
-        pwszQueryName = pwszName.get();
-    }
+    const CLocalCodePageWideText name(pszValueName ? pszValueName : "", true);
+    if (!name.BValid())
+        return ERROR_INVALID_PARAMETER;
+    const wchar_t* pwszQueryName = name.Get();
 
     DWORD dwType = REG_NONE;
     DWORD cbValue = 0;
@@ -193,25 +171,10 @@ PFNEnumProcesses g_pfnEnumProcesses =
 PFNGetModuleBaseNameA g_pfnGetModuleBaseNameA =
     GetProcAddressAs<PFNGetModuleBaseNameA>(LoadLibraryA("psapi.dll"), "GetModuleBaseNameA");
 
-const Windows10Release_s k_rgWindows10Releases[9] = {
-    {10240, 1507, "Base"},
-    {10586, 1511, "November 2017 Update"},
-    {15063, 1703, "2017 Creators Update"},
-    {16299, 1709, "2017 Fall Creators Update"},
-    {17134, 1803, "April 2018 Update"},
-    {17763, 1809, "October 2018 Update"},
-    {18362, 1903, "May 2019 Update"},
-    {18363, 1909, "November 2019 Update"},
-    {19041, 2004, "May 2020 Update"},
-};
-
 CUtlString ExpandEnvironmentStringsUTF8(const char* pszText)
 {
-    CHeapArray<wchar16> pwchSource = UTF8ToWide(pszText ? pszText : "");
-    if (!pwchSource)
-        return CUtlString();
-    CHeapArray<wchar_t> pwchExpanded =
-        ExpandEnvironment<wchar_t>(AsWide(pwchSource.get()), ExpandEnvironmentStringsW);
+    const CWideText source(pszText ? pszText : "");
+    CHeapArray<wchar_t> pwchExpanded = ExpandEnvironment<wchar_t>(source.Get(), ExpandEnvironmentStringsW);
     if (!pwchExpanded)
         return CUtlString();
     return WideToUTF8(reinterpret_cast<const wchar16*>(pwchExpanded.get()));
@@ -275,15 +238,14 @@ LSTATUS RegQueryValueUTF8String(HKEY hKey, const char* pszValueName, CUtlString*
 
 LSTATUS RegSetValueUTF8(HKEY hKey, const char* pszValueName, const char* pszValue)
 {
-    wchar_t wszName[512];
-    if (pszValueName && MultiByteToWideChar(CP_ACP, 0, pszValueName, -1, wszName, V_ARRAYSIZE(wszName)) == 0)
+    // Longer names are refused, as the name buffer once held 511 characters.
+    const CLocalCodePageWideText name(pszValueName ? pszValueName : "");
+    if (pszValueName && (!name.BValid() || name.Length() >= 512))
         return ERROR_INVALID_PARAMETER;
-    CHeapArray<wchar16> pwchValue = UTF8ToWide(pszValue ? pszValue : "");
-    if (!pwchValue)
-        return ERROR_NOT_ENOUGH_MEMORY;
-    const size_t cchValue = V_wcslen16(pwchValue.get());
-    return RegSetValueExW(hKey, pszValueName ? wszName : nullptr, 0, REG_SZ,
-                          reinterpret_cast<const BYTE*>(pwchValue.get()), (DWORD)(cchValue * 2 + 2));
+    const CWideText value(pszValue ? pszValue : "");
+    const size_t cchValue = V_wcslen16(value.GetUTF16());
+    return RegSetValueExW(hKey, pszValueName ? name.Get() : nullptr, 0, REG_SZ,
+                          reinterpret_cast<const BYTE*>(value.Get()), (DWORD)(cchValue * 2 + 2));
 }
 
 bool BSetAppCompatLayer(bool bCurrentUser, const char* pszExePath, const char* pszLayer)

@@ -4,8 +4,8 @@
 
 #include <windows.h>
 
-#include "common/appcompatlayers.h"
 #include "common/language.h"
+#include "common/windowsvocabulary.h"
 #include "tier0/basetypes.h"
 #include "tier1/utlstring.h"
 
@@ -29,17 +29,8 @@ LSTATUS RegSetValueUTF8(HKEY hKey, const char* pszValueName, const char* pszValu
 // Layers key of HKCU or HKLM; an empty layer removes the entry.
 bool BSetAppCompatLayer(bool bCurrentUser, const char* pszExePath, const char* pszLayer);
 
-struct Windows10Release_s
-{
-    uint32 m_unBuild;
-    uint32 m_unVersion;
-    const char* m_pszName;
-};
-// Known Windows 10 releases, as they have always been listed here (no 14393; 1511 says
-// 2017).
-extern const Windows10Release_s k_rgWindows10Releases[9];
-
-// Looked up in psapi.dll at start-up; null when the library is missing.
+// Kept on purpose: looked up in psapi.dll at start-up; nothing calls through them, and a
+// missing library leaves them null without a report.
 typedef BOOL(WINAPI* PFNEnumProcessModules)(HANDLE hProcess, HMODULE* phModules, DWORD cb, DWORD* pcbNeeded);
 typedef BOOL(WINAPI* PFNEnumProcesses)(DWORD* pidProcesses, DWORD cb, DWORD* pcbNeeded);
 typedef DWORD(WINAPI* PFNGetModuleBaseNameA)(HANDLE hProcess, HMODULE hModule, char* pszBaseName,

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "common/appcompatlayers.h"
+#include "common/windowsvocabulary.h"
 #include "installscript/check_context.h"
 #include "installscript/check_keys.h"
 #include "installscript/check_sections.h"

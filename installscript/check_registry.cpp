@@ -11,14 +11,10 @@
 #include "installscript/check_sections.h"
 #include "installscript/nearestname.h"
 #include "tier1/keyvalues.h"
+#include "vstdlib/strtools.h"
 
 namespace
 {
-
-bool IsHexDigit(char ch)
-{
-    return (ch >= '0' && ch <= '9') || (ch >= 'a' && ch <= 'f') || (ch >= 'A' && ch <= 'F');
-}
 
 void CheckBinary(KeyValues* pkvLeaf, CCheckContext& context)
 {
@@ -26,7 +22,7 @@ void CheckBinary(KeyValues* pkvLeaf, CCheckContext& context)
     size_t cch = 0;
     for (; pszHex[cch]; ++cch)
     {
-        if (!IsHexDigit(pszHex[cch]))
+        if (V_HexDigitValue(pszHex[cch]) < 0)
         {
             context.Report(k_ECheckRegistryBinary, pkvLeaf,
                            "\"%s\" holds '%c', which is no hexadecimal digit; the evaluator writes it as 0",

@@ -20,8 +20,10 @@ namespace
 std::vector<const char*> KnownTopLevelNames()
 {
     std::vector<const char*> vecNames{k_szUTF8RegistryStringsKey};
-    for (SectionSteps_s steps : {GetLaunchSteps(), GetUpdateSteps(), GetUninstallSteps()})
+    const ModeWalks_s walks = GetModeWalks();
+    for (int iWalk = 0; iWalk < walks.m_cWalks; ++iWalk)
     {
+        const SectionSteps_s& steps = walks.m_pWalks[iWalk].m_steps;
         for (int i = 0; i < steps.m_cSteps; ++i)
             vecNames.push_back(steps.m_pSteps[i].m_pszSection);
     }

@@ -7,6 +7,7 @@
 #include "tier1/utlbuffer.h"
 #include "tier1/utlstring.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {

@@ -13,6 +13,7 @@
 #include "keyvalues_pool.h"
 #include "tier0/dbg.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {
@@ -34,17 +35,6 @@ bool IsDecimalDigit(uint32 ch)
     return ch >= '0' && ch <= '9';
 }
 
-int HexDigitValue(uint32 ch)
-{
-    if (IsDecimalDigit(ch))
-        return (int)(ch - '0');
-    if (ch >= 'a' && ch <= 'f')
-        return (int)(ch - 'a' + 10);
-    if (ch >= 'A' && ch <= 'F')
-        return (int)(ch - 'A' + 10);
-    return -1;
-}
-
 struct ParsedInteger_s
 {
     uint64 m_ulValue; // wraps on overflow; callers keep the bits they need
@@ -63,10 +53,10 @@ ParsedInteger_s ParseIntegerText(const TChar* pch, bool bAllForms)
         ++pch;
     uint64 ulValue = 0;
     bool bAnyDigit = false;
-    if (bAllForms && pch[0] == '0' && (pch[1] == 'x' || pch[1] == 'X') && HexDigitValue((uint32)pch[2]) >= 0)
+    if (bAllForms && pch[0] == '0' && (pch[1] == 'x' || pch[1] == 'X') && V_HexDigitValue(pch[2]) >= 0)
     {
-        for (pch += 2; HexDigitValue((uint32)*pch) >= 0; ++pch)
-            ulValue = ulValue * 16 + (uint64)HexDigitValue((uint32)*pch);
+        for (pch += 2; V_HexDigitValue(*pch) >= 0; ++pch)
+            ulValue = ulValue * 16 + (uint64)V_HexDigitValue(*pch);
         bAnyDigit = true;
     }
     else if (bAllForms && pch[0] == '\'' && pch[1] != 0)

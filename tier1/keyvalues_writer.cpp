@@ -15,6 +15,7 @@
 #include "tier1/keyvalues.h"
 #include "tier1/utlbuffer.h"
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

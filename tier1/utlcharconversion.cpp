@@ -1,10 +1,11 @@
 // Table-driven escape conversion for delimited strings, and the two process-wide
 // conversions built at start-up.
 
+#include "tier1/utlcharconversion.h"
+
 #include <cstring>
 
 #include "tier0/dbg.h"
-#include "tier1/utlbuffer.h"
 
 CUtlCharConversion::CUtlCharConversion(char nEscapeChar, const char* pDelimiter, int nCount,
                                        const ConversionArray_t* pArray)

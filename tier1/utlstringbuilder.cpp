@@ -1,6 +1,8 @@
 // CUtlStringBuilder: 23 characters in place, a heap block beyond that, and a sticky error
 // state when memory runs out or the size limit is hit.
 
+#include "tier1/utlstringbuilder.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -8,7 +10,6 @@
 #include <cstring>
 
 #include "tier0/dbg.h"
-#include "tier1/utlstring.h"
 
 static constexpr uint8 k_bitsHeap = 0x80;
 static constexpr uint8 k_bitsError = 0x40;

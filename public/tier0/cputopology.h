@@ -71,7 +71,7 @@ enum ECpuFeature
 struct CPUInformation_s
 {
     uint32 m_unSize;             // sizeof(CPUInformation_s) once filled, 0 before
-    uint8 m_rgubFeatureFlags[4]; // instruction-set bits, see CPUTopology.cpp
+    uint8 m_rgubFeatureFlags[4]; // instruction-set bits, see cputopology.cpp
     uint8 m_nLogicalProcessors;
     uint8 m_nPhysicalProcessors; // at least 1
     uint64 m_ulSpeedHz;

@@ -6,6 +6,7 @@
 #include "tier0/basetypes.h"
 #include "tier0/dbg.h"
 #include "tier1/utlstring.h"
+#include "tier1/utlstringbuilder.h"
 #include "vstdlib/ikeyvaluessystem.h"
 
 class KeyValues;

@@ -14,6 +14,17 @@ inline char V_toupper_ascii(char c)
 {
     return (c >= 'a' && c <= 'z') ? (char)(c - ('a' - 'A')) : c;
 }
+// The value of a hexadecimal digit (either case), or -1 for any other character.
+inline int V_HexDigitValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
 
 int V_stricmp(const char* psz1, const char* psz2);
 int V_strnicmp(const char* psz1, const char* psz2, size_t nMaxChars);
@@ -31,19 +42,6 @@ void V_strncat(char* pszDest, const char* pszSrc, size_t cchDest);
 int V_snprintf(char* pszDest, size_t cchDest, const char* pszFormat, ...)
     __attribute__((format(printf, 3, 4)));
 int V_vsnprintf(char* pszDest, size_t cchDest, const char* pszFormat, va_list args);
-
-// UTF-8 <-> UTF-16, the program's own conversions (no platform calls). Invalid input
-// sequences become U+FFFD. The output is always terminated when any room is given.
-// Return: units (UTF-16) or bytes (UTF-8) written including the terminator; with a null
-// destination, the number needed including the terminator. 0 means nothing could be
-// converted (null source counts as "").
-int V_UTF8ToUTF16(const char* pszUTF8, wchar16* pwchDest, int cubDestSizeInBytes);
-int V_UTF16ToUTF8(const wchar16* pwchUTF16, char* pszDest, int cubDestSizeInBytes);
-// Forms that take an explicit source length in units (no terminator needed in the source);
-// the output is still terminated.
-int V_UTF8ToUTF16Len(const char* pchUTF8, int cchSrc, wchar16* pwchDest, int cubDestSizeInBytes);
-int V_UTF16ToUTF8Len(const wchar16* pwchUTF16, int cchSrc, char* pszDest, int cubDestSizeInBytes);
-size_t V_wcslen16(const wchar16* pwch);
 
 // Paths. Both separators are accepted on input.
 inline bool PATHSEPARATOR(char c)

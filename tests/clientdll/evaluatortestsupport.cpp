@@ -111,7 +111,7 @@ std::string Replaced(std::string strText, const std::string& strMark, const std:
     return strText;
 }
 
-std::unique_ptr<KeyValues> ParseKeyValues(const std::string& strText)
+std::unique_ptr<KeyValues>(ParseKeyValues)(const std::string& strText)
 {
     CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
     std::unique_ptr<KeyValues> pkv(new KeyValues(""));
@@ -132,8 +132,8 @@ std::string Flatten(KeyValues* pkv)
     return strText;
 }
 
-EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
-                            const char* pszHostExe, const std::function<bool()>& fnKillWhen)
+EvaluatorRun_s(RunEvaluator)(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
+                             const char* pszHostExe, const std::function<bool()>& fnKillWhen)
 {
     const std::wstring wstrExe = Widen(DosPathOf(pszHostExe));
     std::wstring wstrCommandLine = L"\"" + wstrExe + L"\"";
@@ -174,8 +174,8 @@ EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::strin
     return run;
 }
 
-std::vector<std::string> RunGroupJob(const CScratchDir& dir, unsigned int unAppID, int nMode,
-                                     const std::string& strGroupKeys)
+std::vector<std::string>(RunGroupJob)(const CScratchDir& dir, unsigned int unAppID, int nMode,
+                                      const std::string& strGroupKeys)
 {
     dir.Write("job.vdf", Job(Group(unAppID, nMode, dir.HostPath("game"), strGroupKeys)));
     DeleteFileW(Widen(dir.File("installscriptevalutor_log.txt")).c_str());

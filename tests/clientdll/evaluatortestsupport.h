@@ -8,6 +8,7 @@
 
 #include "regtestutil.h"
 #include "tier1/keyvalues.h"
+#include "tracedcall.h"
 
 // %TEMP%\ise_<test>_<pid>: created empty (and, asked, made the current directory), then
 // removed with its contents.
@@ -50,12 +51,14 @@ struct EvaluatorRun_s
 EvaluatorRun_s RunEvaluator(const CScratchDir& dir, const std::vector<std::string>& vecArgs,
                             const char* pszHostExe = ISE_EVALUATOR_EXE,
                             const std::function<bool()>& fnKillWhen = nullptr);
+#define RunEvaluator(...) ISE_TRACED_CALL(RunEvaluator, __VA_ARGS__)
 
 // Runs a job of one group whose install directory is "game" in the directory, and answers
 // the log lines after the translated path, which must come first. The run must succeed.
 // The app's "[AppID <id>] " prefix is taken off; a line without it is marked with "?".
 std::vector<std::string> RunGroupJob(const CScratchDir& dir, unsigned int unAppID, int nMode,
                                      const std::string& strGroupKeys);
+#define RunGroupJob(...) ISE_TRACED_CALL(RunGroupJob, __VA_ARGS__)
 
 // Job-file text: one application group, and the job around groups.
 std::string Group(unsigned int unAppID, int nMode, const std::string& strHostPath,
@@ -70,5 +73,6 @@ std::string Variable(const char* pszName);
 std::string Replaced(std::string strText, const std::string& strMark, const std::string& strBy);
 // A tree parsed from KeyValues text with escapes on.
 std::unique_ptr<KeyValues> ParseKeyValues(const std::string& strText);
+#define ParseKeyValues(...) ISE_TRACED_CALL(ParseKeyValues, __VA_ARGS__)
 // The tree and the keys after it: sections as "name{...}", values as "name=text,".
 std::string Flatten(KeyValues* pkv);

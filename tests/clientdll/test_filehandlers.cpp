@@ -6,10 +6,14 @@
 #include <windows.h>
 
 #include <tuple>
+#include <vector>
 
 #include "clientdll/installscript_copyfolders.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
+#include "clientdll/installscript_variables.h"
+#include "evaluatortestsupport.h"
 #include "spewcapture.h"
-#include "testmanager.h"
 
 namespace
 {
@@ -43,52 +47,69 @@ TEST(FileHandlers, TreeCopyStopsAtTheAnsiPathLimitWithoutRunningOutOfStack)
     }
 }
 
-// "Create Folders" succeeds with any one folder made and records its first success;
-// "File Template" fails without a template or beyond the expansion buffer.
-TEST(FileHandlers, CreateFoldersAndFileTemplateResults)
+// Runs each entry of the section through the handler: {entry, result, record written}.
+void ExpectEntryResults(const CScratchDir& dir, const char* pszSection, const std::string& strEntries,
+                        bool (*pfnHandler)(const CInstallScriptRunContext&, KeyValues*),
+                        const std::vector<std::tuple<const char*, bool, bool>>& vecCases)
 {
-    CSpewCapture capture;
-    CScratchDir dir(true);
     CScratchAppKey appKey(991703);
-    CTestManager manager;
-    manager.QueueScript(991703, dir.Path(), R"("s" {
-        "Create Folders" { "none" { "Path" "%INSTALLDIR%/n" } "one" { "Folder" "%INSTALLDIR%/one/two" }
-            "badthengood" { "Folder1" "%INSTALLDIR%/f.txt/x" "myfolder2" "%INSTALLDIR%/g" }
-            "bad" { "folder" "%INSTALLDIR%/f.txt/y" }
-            "tolerated" { "Folder" "%INSTALLDIR%/f.txt/z" "IgnoreExitCode" "1" } }
-        "File Template" { "lost" { "template_file" "%INSTALLDIR%/none.txt" "output_file" "%INSTALLDIR%/o1" }
-            "nokey" { "output_file" "%INSTALLDIR%/o2" }
-            "huge" { "template_file" "%INSTALLDIR%/huge.txt" "output_file" "%INSTALLDIR%/o3" }
-            "fits" { "template_file" "%INSTALLDIR%/fits.txt" "output_file" "%INSTALLDIR%/o4" } } })");
-    dir.Write("f.txt", "");
-    dir.Write("huge.txt", std::string(32768, 'h'));
-    dir.Write("fits.txt", std::string(32766, 'f'));
-    KeyValues* pkvFolders = manager.m_pRunScript->m_kvInstallScript->FindKey("Create Folders");
-    KeyValues* pkvTemplates = manager.m_pRunScript->m_kvInstallScript->FindKey("File Template");
-    // {entry, result, record written}
-    const std::tuple<const char*, bool, bool> rgCases[] = {
-        {"none", false, false},  {"one", true, true},        {"badthengood", true, true},
-        {"bad", false, false},   {"tolerated", true, false}, {"lost", false, false},
-        {"nokey", false, false}, {"huge", false, false},     {"fits", true, true},
-    };
-    for (const auto& [pszEntry, bResult, bRecord] : rgCases)
+    SetInstallPathVariables(dir.Path().c_str());
+    const std::unique_ptr<KeyValues> pkvSection =
+        ParseKeyValues("\"" + std::string(pszSection) + "\" { " + strEntries + " }");
+    CInstallScriptRunContext run;
+    run.m_unAppID = 991703;
+    for (const auto& [pszEntry, bResult, bRecord] : vecCases)
     {
-        KeyValues* pkvFolder = pkvFolders->FindKey(pszEntry);
-        EXPECT_EQ(bResult, pkvFolder ? manager.OnCreateFoldersKey(pkvFolder)
-                                     : manager.OnFileTemplateKey(pkvTemplates->FindKey(pszEntry)))
-            << pszEntry;
+        EXPECT_EQ(bResult, pfnHandler(run, pkvSection->FindKey(pszEntry))) << pszEntry;
         EXPECT_EQ(bRecord,
                   RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), Widen(pszEntry).c_str()).has_value())
             << pszEntry;
     }
+}
+#define ExpectEntryResults(...) ISE_TRACED_CALL(ExpectEntryResults, __VA_ARGS__)
+
+TEST(FileHandlers, CreateFoldersSucceedsWithAnyOneFolderMadeAndRecordsIt)
+{
+    CScratchDir dir(true);
+    dir.Write("f.txt", "");
+    ExpectEntryResults(dir, "Create Folders", R"("none" { "Path" "%INSTALLDIR%/n" }
+            "one" { "Folder" "%INSTALLDIR%/one/two" }
+            "badthengood" { "Folder1" "%INSTALLDIR%/f.txt/x" "myfolder2" "%INSTALLDIR%/g" }
+            "bad" { "folder" "%INSTALLDIR%/f.txt/y" }
+            "tolerated" { "Folder" "%INSTALLDIR%/f.txt/z" "IgnoreExitCode" "1" })",
+                       OnCreateFoldersKey,
+                       {{"none", false, false},
+                        {"one", true, true},
+                        {"badthengood", true, true},
+                        {"bad", false, false},
+                        {"tolerated", true, false}});
     EXPECT_TRUE(dir.Exists("one\\two") && dir.Exists("g"));
-    EXPECT_FALSE(dir.Exists("n") || dir.Exists("o3"));
-    EXPECT_EQ(32766u, dir.Read("o4").size());
-    EXPECT_EQ(1, capture.CountFailedAssertions("pchTemplateFile"));
+    EXPECT_FALSE(dir.Exists("n"));
     std::vector<std::string> vecExpected;
     for (const char* pszFolder : {"x", "y", "z"})
         vecExpected.push_back("[AppID 991703] Failed to create folder \"" + dir.Path() + "/f.txt/" +
                               pszFolder + "\"");
+    EXPECT_EQ(vecExpected, dir.LogLines());
+}
+
+TEST(FileHandlers, FileTemplateFailsWithoutATemplateOrBeyondTheExpansionBuffer)
+{
+    CSpewCapture capture;
+    CScratchDir dir(true);
+    dir.Write("huge.txt", std::string(32768, 'h'));
+    dir.Write("fits.txt", std::string(32766, 'f'));
+    ExpectEntryResults(
+        dir, "File Template",
+        R"("lost" { "template_file" "%INSTALLDIR%/none.txt" "output_file" "%INSTALLDIR%/o1" }
+            "nokey" { "output_file" "%INSTALLDIR%/o2" }
+            "huge" { "template_file" "%INSTALLDIR%/huge.txt" "output_file" "%INSTALLDIR%/o3" }
+            "fits" { "template_file" "%INSTALLDIR%/fits.txt" "output_file" "%INSTALLDIR%/o4" })",
+        OnFileTemplateKey,
+        {{"lost", false, false}, {"nokey", false, false}, {"huge", false, false}, {"fits", true, true}});
+    EXPECT_FALSE(dir.Exists("o3"));
+    EXPECT_EQ(32766u, dir.Read("o4").size());
+    EXPECT_EQ(1, capture.CountFailedAssertions("pchTemplateFile"));
+    std::vector<std::string> vecExpected;
     for (const std::string& strTemplate : {dir.Path() + "/none.txt", std::string(), dir.Path() + "/huge.txt"})
         vecExpected.push_back("[AppID 991703] Failed to create file template \"" + strTemplate + "\"");
     EXPECT_EQ(vecExpected, dir.LogLines());

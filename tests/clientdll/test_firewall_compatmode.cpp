@@ -8,7 +8,9 @@
 #include <optional>
 #include <tuple>
 
-#include "testmanager.h"
+#include "clientdll/installscript_handlers.h"
+#include "clientdll/installscript_runcontext.h"
+#include "evaluatortestsupport.h"
 
 namespace
 {
@@ -33,13 +35,13 @@ TEST(FirewallSection, WithoutAFirewallOnlyEntriesThatAreSkippedSucceed)
         {k_EInstallScriptModeUninstall, R"("ran" { "Game" "game.exe" })", false},
         {k_EInstallScriptModeUninstall, "\"ran\" { " + strOtherLanguage + " }", true},
     };
-    CTestManager manager;
-    manager.QueueScript(990801, dir.Path());
-    strcpy(manager.m_szLanguage, "english");
+    CInstallScriptRunContext run;
+    run.m_unAppID = 990801;
+    run.m_pszLanguage = "english";
     for (const auto& [eMode, strEntry, bResult] : rgCases)
     {
-        manager.m_eInstallScriptMode = eMode;
-        EXPECT_EQ(bResult, manager.OnFirewallKey(ParseKeyValues(strEntry).get())) << strEntry;
+        run.m_eMode = eMode;
+        EXPECT_EQ(bResult, OnFirewallKey(run, ParseKeyValues(strEntry).get())) << strEntry;
     }
     EXPECT_EQ(2, RawCountEntries(HKEY_CURRENT_USER, 0, appKey.Key())); // "ran" and the key "moved"
     EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"ran"));

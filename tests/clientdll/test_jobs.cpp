@@ -35,7 +35,7 @@ public:
 
 const std::string k_strTranslated = "[Standalone] translated install path: ";
 
-TEST(StandaloneJob, FirstGroupSetsTheRunStateEachWalkSeesItsOwnInstallDirAndUserWorkFails)
+TEST(StandaloneJob, FirstGroupSetsTheRunStateWhileEachWalkSeesItsOwnInstallDir)
 {
     CScratchDir dir(true);
     CSpewCapture capture;
@@ -58,13 +58,19 @@ TEST(StandaloneJob, FirstGroupSetsTheRunStateEachWalkSeesItsOwnInstallDirAndUser
     EXPECT_EQ(szAppData, Variable("APPDATA"));
     EXPECT_EQ(0u, manager.GetAppID());
     EXPECT_TRUE(manager.m_vecInstallScript.IsEmpty());
+    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("a"), k_strTranslated + dir.File("b")}),
+              dir.LogLines());
+}
 
-    // Work for the current user fails the next job and is dropped unrun.
+TEST(StandaloneJob, WorkForTheCurrentUserFailsTheJobUnrun)
+{
+    CScratchDir dir(true);
+    CSpewCapture capture; // the empty script asserts
+    CObservingManager manager;
     manager.m_pkvRunProcessAsCurrentUser->AddSubKey(new KeyValues("user"));
     EXPECT_FALSE(manager.BRunJob(Group(990206, 1, dir.HostPath("g"), "\"compat_installscript\" {}")));
     EXPECT_TRUE(manager.m_pkvRunProcessAsCurrentUser->IsEmpty());
-    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("a"), k_strTranslated + dir.File("b"),
-                                        k_strTranslated + dir.File("g"),
+    EXPECT_EQ((std::vector<std::string>{k_strTranslated + dir.File("g"),
                                         "[Standalone] got normal user run process!"}),
               dir.LogLines());
 }

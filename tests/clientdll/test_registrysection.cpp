@@ -130,7 +130,7 @@ TEST(RegistrySectionRun, UninstallDeletesNamedValuesAndEmptiesOnlyKeysLeftEmpty)
     EXPECT_EQ(0, RawCountEntries(HKEY_CURRENT_USER, 0, key.Sub("Absent")));
 }
 
-TEST(RegistrySectionWriters, StringTextKeepsItsCharactersInEitherEncodingAndOverlongTextNeverCrashes)
+TEST(RegistrySectionWriters, StringValuesKeepTheirCharactersInEitherEncodingWithinTheValueLimit)
 {
     CScratchDir dir(true);
     CScratchRegKey key("Software");
@@ -159,7 +159,15 @@ TEST(RegistrySectionWriters, StringTextKeepsItsCharactersInEitherEncodingAndOver
     // Only the code-page conversion reports what it cut.
     EXPECT_EQ(1, capture.CountFailedAssertions(
                      "V_LocaleSpecificANSIToUTF8( strExpanded.Get(), -1, pchDataBuf, cchDataBufMax ) != 0"));
+    EXPECT_TRUE(dir.LogLines().empty());
+}
 
+TEST(RegistrySectionWriters, MissingKeysAssertAndWriteNothing)
+{
+    CScratchDir dir(true);
+    CScratchRegKey key("Software");
+    CSpewCapture capture;
+    CQuietStderr quiet;
     CInstallScriptRegistry registry(990614, "english", false);
     EXPECT_TRUE(registry.ApplyRegistrySection(k_eCurrentUser32, nullptr, nullptr, true));
     EXPECT_FALSE(registry.WriteRegistryStrings(k_eCurrentUser32, key.Path(), nullptr, true));

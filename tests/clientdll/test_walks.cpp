@@ -6,14 +6,13 @@
 #include <string>
 
 #include "clientdll/iinstallscriptsectionhandlers.h"
+#include "clientdll/installscript_sections.h"
 #include "clientdll/installscript_walks.h"
 #include "evaluatortestsupport.h"
 #include "tier1/keyvalues.h"
 
 namespace
 {
-
-typedef bool (*PFNWalk)(IInstallScriptSectionHandlers&, KeyValues*);
 
 class CRecordingHandlers : public IInstallScriptSectionHandlers
 {
@@ -58,13 +57,15 @@ private:
     std::set<std::string> m_setFailing;
 };
 
-// Walks a script and answers the calls; the result must be as expected.
-std::string Walk(PFNWalk pfnWalk, const char* pszScript, std::set<std::string> setFailing, bool bResult)
+// Walks a script in the mode and answers the calls; the result must be as expected.
+std::string Walk(EInstallScriptMode eMode, const char* pszScript, std::set<std::string> setFailing,
+                 bool bResult)
 {
     CRecordingHandlers handlers(std::move(setFailing));
-    EXPECT_EQ(bResult, pfnWalk(handlers, ParseKeyValues(pszScript).get()));
+    EXPECT_EQ(bResult, BWalkSections(handlers, *FindModeWalk(eMode), ParseKeyValues(pszScript).get()));
     return handlers.m_strCalls;
 }
+#define Walk(...) ISE_TRACED_CALL(Walk, __VA_ARGS__)
 
 // Every section once, in an order unlike any walk's; plain values where entries are
 // walked and a group where values are must be passed over.
@@ -85,39 +86,43 @@ const std::string k_strCleanupCalls =
 // which must fail the walk without leaving out any call.
 const struct
 {
-    PFNWalk m_pfnWalk;
+    EInstallScriptMode m_eMode;
     std::string m_strCalls;
     std::set<std::string> m_setFailing;
 } k_rgWalkCases[] = {
-    {BWalkLaunchSections,
+    {k_EInstallScriptModeLaunch,
      "apply 17 A HKLM\\A 1, apply 33 D HKLM64\\D 1, apply 1 Software\\Pellan\\Korvex\\E "
      "HKLM\\Software\\Pellan\\Korvex\\E 1, apply 18 B HKCU\\B 0, template ft, run up 0, run rp 1, "
      "copyfolders cd, copyfiles cf, createfolders cr, symlink sl, deletefiles df, firewall Firewall, "
      "firewall fw, compat c, ",
      {"HKLM\\A"}},
-    {BWalkUpdateSections, "run up 0, ", {"up"}},
+    {k_EInstallScriptModeUpdate, "run up 0, ", {"up"}},
     // The failure lies in the cleanup walk, which the uninstall walk ANDs in.
-    {BWalkUninstallSections,
+    {k_EInstallScriptModeUninstall,
      "remove 17 A HKLM\\A, remove 33 D HKLM64\\D, remove 1 Software\\Pellan\\Korvex\\E "
      "HKLM\\Software\\Pellan\\Korvex\\E, remove 18 B HKCU\\B, uninstall f, run un 1, "
      "firewall Firewall, firewall fw, compat c, " +
          k_strCleanupCalls,
      {"cr"}},
-    {BWalkCleanupSections, k_strCleanupCalls, {"rp"}},
+    {k_EInstallScriptModeCleanup, k_strCleanupCalls, {"rp"}},
 };
 
-TEST(InstallScriptWalks, OrderAndResultPerMode)
+TEST(InstallScriptWalks, EveryModeWalksItsSectionsInOrderWithoutStoppingAtAFailure)
 {
     for (const auto& walkCase : k_rgWalkCases)
     {
         SCOPED_TRACE(walkCase.m_strCalls);
-        EXPECT_EQ(walkCase.m_strCalls, Walk(walkCase.m_pfnWalk, k_szEverySection, {}, true));
+        EXPECT_EQ(walkCase.m_strCalls, Walk(walkCase.m_eMode, k_szEverySection, {}, true));
         EXPECT_EQ(walkCase.m_strCalls,
-                  Walk(walkCase.m_pfnWalk, k_szEverySection, walkCase.m_setFailing, false));
-        EXPECT_EQ("", Walk(walkCase.m_pfnWalk, R"("s" {})", {}, true));
+                  Walk(walkCase.m_eMode, k_szEverySection, walkCase.m_setFailing, false));
+        EXPECT_EQ("", Walk(walkCase.m_eMode, R"("s" {})", {}, true));
     }
-    // "NoCleanUp" keeps an entry, and the "Firewall" section alike.
-    EXPECT_EQ("forget drop 1, ", Walk(BWalkCleanupSections, R"("s" { "Firewall" { "NoCleanUp" "1" }
+}
+
+TEST(InstallScriptWalks, CleanupKeepsTheRecordsOfEntriesMarkedNoCleanUp)
+{
+    // The "Firewall" section itself counts as one entry.
+    EXPECT_EQ("forget drop 1, ", Walk(k_EInstallScriptModeCleanup, R"("s" { "Firewall" { "NoCleanUp" "1" }
         "Run Process" { "keep" { "NoCleanUp" "1" } "drop" { "NoCleanUp" "0" } } })",
                                       {}, true));
 }

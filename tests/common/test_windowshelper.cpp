@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tracedcall.h"
+
 #include "common/windowshelper.h"
 #include "regtestutil.h"
 #include "spewcapture.h"
@@ -57,9 +59,8 @@ TEST(VersionDescription, LastConsideredTranslationWins)
     EXPECT_STREQ("", strDescription);
 }
 
-// Reads: the text if it fits, else 234; wrong types 13; strings beyond 999,999 characters
-// 14. Writes: UTF-16 with its terminator.
-TEST(RegistryStrings, ErrorCodesAndUTF16Storage)
+// The text if it fits, else 234; wrong types 13; strings beyond 999,999 characters 14.
+TEST(RegistryStrings, ReadsAnswerTheWindowsErrorCodes)
 {
     CScratchRegKey scratch("Software");
     HKEY hKey = nullptr;
@@ -96,7 +97,16 @@ TEST(RegistryStrings, ErrorCodesAndUTF16Storage)
     CSpewCapture capture;
     EXPECT_EQ(ERROR_INVALID_PARAMETER, RegQueryValueUTF8String(hKey, "s", nullptr));
     EXPECT_EQ(1, capture.CountAsserts());
+    RegCloseKey(hKey);
+}
 
+TEST(RegistryStrings, WritesStoreUTF16WithItsTerminatorAndReadBack)
+{
+    CScratchRegKey scratch("Software");
+    HKEY hKey = nullptr;
+    ASSERT_EQ(0, RegCreateKeyExA(HKEY_CURRENT_USER, scratch.Path(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                                 &hKey, nullptr));
+    CUtlString strValue;
     const char* pszText = "\xC3\x84rger \xF0\x9F\x98\x80";
     EXPECT_EQ(0, RegSetValueUTF8(hKey, "s", pszText));
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(L"\u00c4rger \U0001F600"), 18),
@@ -133,6 +143,7 @@ void CheckAppCompatLayer(bool bCurrentUser, const char* pszExe, const wchar_t* p
     if (!bHadLayers)
         RawDeleteTree(hHive, KEY_WOW64_64KEY, k_szLayersKey);
 }
+#define CheckAppCompatLayer(...) ISE_TRACED_CALL(CheckAppCompatLayer, __VA_ARGS__)
 
 // Only this test touches the machine-wide Layers key, so it may take it away first.
 TEST(AppCompatLayer, SetAndRemovedOnlyUnderAnExistingLayersKey)

@@ -28,6 +28,7 @@ std::vector<std::string> RunWithStub(const CScratchDir& dir, unsigned int unAppI
         pvecJobs->emplace_back(pkvJob->GetName(), Flatten(pkvJob->GetFirstSubKey()));
     return vecLines;
 }
+#define RunWithStub(...) ISE_TRACED_CALL(RunWithStub, __VA_ARGS__)
 
 TEST(RunProcess, LaunchQueuesWhatIsStillNeededInWalkOrder)
 {

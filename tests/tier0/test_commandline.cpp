@@ -7,6 +7,7 @@
 
 #include "childprocess.h"
 #include "tier0/commandline.h"
+#include "tracedcall.h"
 
 namespace
 {
@@ -30,6 +31,7 @@ ChildRun_s RunProbe(const std::vector<std::string>& vecArgs)
     EXPECT_NE(Answer(probe, "has:-noassert"), Answer(probe, "assert_reported")) << vecArgs.size();
     return probe;
 }
+#define RunProbe(...) ISE_TRACED_CALL(RunProbe, __VA_ARGS__)
 
 TEST(CommandLineBlock, IsLaidOutAsCountPointersThenStrings)
 {

@@ -14,6 +14,7 @@
 #include "spewcapture.h"
 #include "tier0/platform.h"
 #include "tier1/utlbuffer.h"
+#include "tracedcall.h"
 
 namespace
 {
@@ -27,6 +28,7 @@ void ExpectTrees(const std::vector<std::pair<const char*, const char*>>& vecCase
         EXPECT_EQ(pszTree, DescribeTree(result.m_pkv.get())) << pszText;
     }
 }
+#define ExpectTrees(...) ISE_TRACED_CALL(ExpectTrees, __VA_ARGS__)
 
 TEST(KeyValuesReader, TokensCommentsLayoutAndEscapes)
 {

@@ -10,6 +10,7 @@
 
 #include "spewcapture.h"
 #include "tier1/utlstring.h"
+#include "tier1/utlstringbuilder.h"
 
 namespace
 {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "vstdlib/strtools.h"
+#include "vstdlib/widetext.h"
 
 namespace
 {

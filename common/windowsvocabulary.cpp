@@ -1,4 +1,4 @@
-#include "common/appcompatlayers.h"
+#include "common/windowsvocabulary.h"
 
 #include "vstdlib/strtools.h"
 
@@ -17,3 +17,15 @@ bool BIsAppCompatLayer(const char* pszToken)
     }
     return false;
 }
+
+const Windows10Release_s k_rgWindows10Releases[9] = {
+    {10240, 1507, "Base"},
+    {10586, 1511, "November 2017 Update"},
+    {15063, 1703, "2017 Creators Update"},
+    {16299, 1709, "2017 Fall Creators Update"},
+    {17134, 1803, "April 2018 Update"},
+    {17763, 1809, "October 2018 Update"},
+    {18362, 1903, "May 2019 Update"},
+    {18363, 1909, "November 2019 Update"},
+    {19041, 2004, "May 2020 Update"},
+};
