@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "tier1/keyvalues.h"
-#include "vstdlib/keyvaluessystem.h"
+#include "keyvaluessystem.h"
 
 namespace
 {

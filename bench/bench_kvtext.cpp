@@ -13,7 +13,7 @@
 #include "kvdocgen.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
-#include "tier1/keyvalues_pool.h"
+#include "keyvalues_pool.h"
 #include "tier1/utlbuffer.h"
 
 #ifndef _WIN32

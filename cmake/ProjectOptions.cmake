@@ -1,6 +1,7 @@
 # Flags shared by every target of the project.
 add_library(ise_options INTERFACE)
-target_include_directories(ise_options INTERFACE ${PROJECT_SOURCE_DIR}/public ${PROJECT_SOURCE_DIR})
+# The foundation's users get its headers through public/ alone; its own folders stay private.
+target_include_directories(ise_options INTERFACE ${PROJECT_SOURCE_DIR}/public)
 target_compile_options(ise_options INTERFACE -Wall -Wextra $<$<BOOL:${ISE_WERROR}>:-Werror>)
 
 if(WIN32)
@@ -18,9 +19,11 @@ if(ISE_SANITIZE)
     target_link_options(ise_options INTERFACE ${ISE_SANITIZER_FLAGS})
 endif()
 
-# ise_library(name SOURCES... [WIN32_SOURCES...] [POSIX_SOURCES...] [DEPS...])
+# ise_library(name [FOUNDATION] SOURCES... [WIN32_SOURCES...] [POSIX_SOURCES...] [DEPS...])
+# A FOUNDATION library (tier0, tier1, vstdlib) offers only public/; the layers above it
+# name each other's headers from the repository root ("common/registry.h").
 function(ise_library name)
-    cmake_parse_arguments(ARG "" "" "SOURCES;WIN32_SOURCES;POSIX_SOURCES;DEPS" ${ARGN})
+    cmake_parse_arguments(ARG "FOUNDATION" "" "SOURCES;WIN32_SOURCES;POSIX_SOURCES;DEPS" ${ARGN})
     set(sources ${ARG_SOURCES})
     if(WIN32)
         list(APPEND sources ${ARG_WIN32_SOURCES})
@@ -29,4 +32,7 @@ function(ise_library name)
     endif()
     add_library(${name} STATIC ${sources})
     target_link_libraries(${name} PUBLIC ise_options ${ARG_DEPS})
+    if(NOT ARG_FOUNDATION)
+        target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+    endif()
 endfunction()

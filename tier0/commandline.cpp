@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cstring>
 
-#include "tier0/argblock.h"
-#include "tier0/asciicase.h"
+#include "argblock.h"
+#include "asciicase.h"
 #include "tier0/commandline.h"
 #include "tier0/dbg.h"
 #include "tier0/platform.h"

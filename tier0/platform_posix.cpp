@@ -8,7 +8,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "tier0/argblock.h"
+#include "argblock.h"
 #include "tier0/platform.h"
 
 namespace

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "tier0/argblock.h"
+#include "argblock.h"
 #include "tier0/platform.h"
 
 namespace

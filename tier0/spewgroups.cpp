@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tier0/asciicase.h"
+#include "asciicase.h"
 #include "tier0/dbg.h"
 
 namespace

@@ -6,7 +6,7 @@
 // under the pool's spin lock, whose critical sections are a few loads and stores; chunks
 // are mapped and released outside it.
 
-#include "tier1/keyvalues_pool.h"
+#include "keyvalues_pool.h"
 
 #include <atomic>
 #include <new>

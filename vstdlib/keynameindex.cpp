@@ -1,4 +1,4 @@
-#include "vstdlib/keynameindex.h"
+#include "keynameindex.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // The process-wide key-name table. Hits never take a lock: readers probe the index with
 // acquire loads, and an insert publishes the pooled text before the symbol that names it.
 
-#include "vstdlib/keyvaluessystem.h"
+#include "keyvaluessystem.h"
 
 #include <climits>
 #include <cstdlib>

@@ -7,7 +7,7 @@
 #include <shared_mutex>
 
 #include "vstdlib/ikeyvaluessystem.h"
-#include "vstdlib/keynameindex.h"
+#include "keynameindex.h"
 
 class CKeyValuesSystem final : public IKeyValuesSystem
 {

@@ -23,6 +23,7 @@ dpkg-deb -x "$deb" "$work/root"
 "$work/root/usr/bin/installscript" --version | grep -q '^installscript ' || { echo "--version says nothing"; exit 1; }
 mkdir -p "$work/game"
 printf '"InstallScript" { "Create Folders" { "Saves" { "Folder" "%%INSTALLDIR%%\\\\saves" } } }\n' >"$work/game/script.vdf"
-"$work/root/usr/bin/installscript" run --prefix "$prefix" --appid 990809 --quiet "$work/game/script.vdf"
+# An app id of this run's own: the prefix outlives the run, and with it the run-once records.
+"$work/root/usr/bin/installscript" run --prefix "$prefix" --appid $((980000 + $$ % 10000)) --quiet "$work/game/script.vdf"
 [ -d "$work/game/saves" ] || { echo "the unpacked installscript ran, but the script's folder is missing"; exit 1; }
 echo "package ok: $(basename "$deb")"

@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-#include "tier1/keyvalues_pool.h"
+#include "keyvalues_pool.h"
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)

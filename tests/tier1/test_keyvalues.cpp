@@ -15,8 +15,8 @@
 
 #include "spewcapture.h"
 #include "tier1/keyvalues.h"
-#include "tier1/keyvalues_pool.h"
-#include "vstdlib/keyvaluessystem.h"
+#include "keyvalues_pool.h"
+#include "keyvaluessystem.h"
 
 namespace
 {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "spewcapture.h"
-#include "vstdlib/keyvaluessystem.h"
+#include "keyvaluessystem.h"
 #include "vstdlib/strtools.h"
 
 namespace
