@@ -50,7 +50,7 @@ TEST(CommandLineBlock, IsLaidOutAsCountPointersThenStrings)
         EXPECT_EQ(ppszArgv[iArg - 1] + strlen(ppszArgv[iArg - 1]) + 1, ppszArgv[iArg]) << iArg;
 }
 
-TEST(CommandLineChild, SwitchesMatchAnyCaseAndAValueButNotALongerName)
+TEST(CommandLineChild, SwitchesMatchTheirWholeNameInAnyCase)
 {
     const std::tuple<std::vector<std::string>, const char*, const char*> rgCases[] = {
         {{}, "argc", "1"},
@@ -69,7 +69,7 @@ TEST(CommandLineChild, SwitchesMatchAnyCaseAndAValueButNotALongerName)
         EXPECT_EQ(pszExpected, Answer(RunProbe(vecArgs), pszKey)) << vecArgs.size() << " " << pszKey;
 }
 
-TEST(CommandLineChild, ArgumentsArriveAsUTF8AfterDoubleDashNoSwitchAndFatalAssertsIgnoreNoAssert)
+TEST(CommandLineChild, ArgumentsArriveAsUTF8)
 {
     const std::string strNonASCII = "-name=Gr\xC3\xBC\xC3\x9F"
                                     "e\xE2\x86\x92\xE6\x97\xA5\xE6\x9C\xAC";
@@ -81,8 +81,10 @@ TEST(CommandLineChild, ArgumentsArriveAsUTF8AfterDoubleDashNoSwitchAndFatalAsser
     EXPECT_EQ("1", Answer(probe, "has:-name="));
     EXPECT_EQ("1", Answer(probe, "chromeos"));
     EXPECT_EQ("0", Answer(probe, "has:-noassert"));
+}
 
-    // A fatal assertion ignores "-noassert".
+TEST(CommandLineChild, FatalAssertIgnoresNoAssert)
+{
     const ChildRun_s fatal = RunProbe({"-noassert", "-probe-fatal"});
     EXPECT_EQ(1, fatal.m_nExitCode);
     EXPECT_NE(std::string::npos, fatal.m_strOutput.find("Fatal assert; application exiting"))
