@@ -32,7 +32,7 @@ std::string SpewedText(SpewType_t eType, const char* pszFile, const std::string&
 
 // An assert's file name starts at its first "src" component; the text is cut at 5,018 bytes,
 // the prefix included.
-TEST(SpewText, AssertPrefixLengthAndTheTypeOfEachFunction)
+TEST(SpewText, AssertPrefixStartsAtSrcWithinTheCut)
 {
     const char* const rgpszCases[][2] = {
         {"C:\\tree\\src\\tier1\\x", "src\\tier1\\x"},
@@ -50,7 +50,10 @@ TEST(SpewText, AssertPrefixLengthAndTheTypeOfEachFunction)
     EXPECT_EQ("f.cpp (7) : " + std::string(5018 - 12, 'b'),
               SpewedText(SPEW_ASSERT, "f.cpp", std::string(6000, 'b')));
     EXPECT_EQ(std::string(5018, 'f'), SpewedText(SPEW_ASSERT, std::string(6000, 'f').c_str(), "lost"));
+}
 
+TEST(SpewFunctions, EachSpewsItsTypeWithSevereOnesCopiedToStderr)
+{
     // Only asserts with a file carry the prefix; only errors and asserts also go to stderr.
     CSpewCapture capture;
     testing::internal::CaptureStderr();
@@ -65,8 +68,10 @@ TEST(SpewText, AssertPrefixLengthAndTheTypeOfEachFunction)
     for (const SpewRecord_s& record : capture.Records())
         strSeen += std::to_string(record.m_eType) + ":" + record.m_strText + "|";
     EXPECT_EQ("0:m1|1:w2|3:e3|2:f.cpp (4) : a|2:b|", strSeen);
+}
 
-    // The default handler prints to stdout and asks for a break only on asserts.
+TEST(SpewDefaultHandler, AsksForABreakOnlyOnAsserts)
+{
     testing::internal::CaptureStdout();
     EXPECT_EQ(SPEW_CONTINUE, DefaultSpewFunc(SPEW_MESSAGE, "a "));
     EXPECT_EQ(SPEW_CONTINUE, DefaultSpewFunc(SPEW_WARNING, "%s "));
@@ -77,7 +82,7 @@ TEST(SpewText, AssertPrefixLengthAndTheTypeOfEachFunction)
 }
 
 // Every handler call spews again from inside; only one thread's pair may be in at a time.
-TEST(SpewLock, IsRecursiveOnItsThreadAndExclusiveAcrossThreads)
+TEST(SpewLock, AdmitsOnlyItsOwningThreadAgain)
 {
     std::atomic<int> nInHandler{0};
     std::atomic<int> nMostInHandler{0};
@@ -106,7 +111,7 @@ TEST(SpewLock, IsRecursiveOnItsThreadAndExclusiveAcrossThreads)
     EXPECT_EQ(2, nMostInHandler.load());
 }
 
-TEST(SpewGroups, LevelsComeFromTheGroupElseTheDefaultAndGateConMsg)
+TEST(SpewGroups, LevelIsTheGroupsOwnElseTheDefault)
 {
     const char* const rgpszNames[] = {"test.mid",  "test.alpha", "test.zeta",
                                       "TEST.Beta", "test.omega", "test.a"};
