@@ -23,7 +23,7 @@ uint32 FreshLineBase()
 }
 
 // The formatted message, prefix included, is cut at 511 bytes.
-TEST(AssertMsg, MacrosCarryTheMessageAndReportOncePerSiteUnlessDisabled)
+TEST(AssertMsg, MacrosCarryTheMessageCutAt511Bytes)
 {
     CQuietStderr quiet;
     CSpewCapture capture;
@@ -36,7 +36,11 @@ TEST(AssertMsg, MacrosCarryTheMessageAndReportOncePerSiteUnlessDisabled)
     EXPECT_EQ(1, capture.CountFailedAssertions("value 2"));
     EXPECT_EQ(1, capture.CountFailedAssertions(std::string(511 - strlen("Assertion Failed: "), 'x').c_str()));
     EXPECT_EQ(3, capture.CountAsserts());
+}
 
+TEST(AssertMsg, EachSiteIsReportedOnceUnlessAssertsAreDisabled)
+{
+    CQuietStderr quiet;
     // Sites are (line, file-name pointer) pairs; the line word's flags are not part of the line.
     static const char s_szFile[] = "C:\\tree\\src\\site.cpp";
     const std::string strSameNameElsewhere = s_szFile;
