@@ -8,7 +8,7 @@ namespace
 {
 
 // The spew lock takes 0 for "no owner", so no thread may have that id.
-TEST(PlatformThreadId, IsNonZeroAndDiffersBetweenThreads)
+TEST(PlatformThreadId, IdentifiesEachThreadWithANonZeroValue)
 {
     const uint32 unMain = Plat_GetCurrentThreadId();
     uint32 unOther = 0;
@@ -19,7 +19,7 @@ TEST(PlatformThreadId, IsNonZeroAndDiffersBetweenThreads)
     EXPECT_EQ(unMain, Plat_GetCurrentThreadId());
 }
 
-TEST(PlatformEnvironment, SetVariablesAreSeenAndUnsetOnesAreNull)
+TEST(PlatformEnvironment, FindsOnlyVariablesThatAreSet)
 {
     const char* pszPath = Plat_GetEnv("PATH");
     ASSERT_NE(nullptr, pszPath);
