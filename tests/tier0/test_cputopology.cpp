@@ -31,7 +31,7 @@ bool BCpuidUsable()
 // Requests 0-3 force a strategy, 4 finds the extended query, anything above 4 is the default;
 // the CPUID strategy pins the thread to every processor and puts a narrowed process and
 // thread back. (The per-core masks serve no caller and are left alone.)
-TEST(CpuTopology, EveryStrategyKeepsTheInvariantsAndTheAffinity)
+TEST(CpuTopology, StrategiesCountConsistentlyWithoutMovingTheThread)
 {
     ASSERT_TRUE(GetProcAddress(GetModuleHandleA("kernel32"), "GetLogicalProcessorInformationEx"));
     const DWORD_PTR dwLowest = SystemMask() & (~SystemMask() + 1);
