@@ -12,7 +12,7 @@
 namespace
 {
 
-TEST(InstallScriptManager, SetFlagsAnswersTheNewFlagsWhenSettingAndTheOldWhenClearing)
+TEST(InstallScriptManager, SetFlagsAnswersTheNewFlagsOnlyWhenSetting)
 {
     CTestManager manager;
     // {bits, set, answer, flags afterwards}
@@ -24,7 +24,7 @@ TEST(InstallScriptManager, SetFlagsAnswersTheNewFlagsWhenSettingAndTheOldWhenCle
     }
 }
 
-TEST(InstallScriptManager, StartInstallScriptAssertsAndFails)
+TEST(InstallScriptManager, StartInstallScriptIsRefused)
 {
     CSpewCapture capture;
     CTestManager manager;
@@ -32,7 +32,7 @@ TEST(InstallScriptManager, StartInstallScriptAssertsAndFails)
     EXPECT_EQ(1, capture.CountFailedAssertions("false"));
 }
 
-TEST(InstallScriptManager, WalkWithoutARunAssertsTheModeAndTheScriptAndFails)
+TEST(InstallScriptManager, WalkWithoutARunIsRefused)
 {
     CSpewCapture capture;
     CTestManager manager;
@@ -41,7 +41,7 @@ TEST(InstallScriptManager, WalkWithoutARunAssertsTheModeAndTheScriptAndFails)
     EXPECT_EQ(1, capture.CountFailedAssertions("m_pRunScript"));
 }
 
-TEST(InstallScriptManager, PreparedScriptSetsTheInstallVariablesAndItsUTF8Flag)
+TEST(InstallScriptManager, PreparedScriptCarriesItsSettings)
 {
     CSpewCapture capture;
     CTestManager manager;
@@ -83,7 +83,7 @@ TEST(InstallScriptManager, WalkOfAScriptThatLostItsTreeWalksAnEmptyOneCreatedFor
     EXPECT_NE(nullptr, manager.m_pRunScript->m_kvInstallScript);
 }
 
-TEST(InstallScriptManager, StopLetsGoOfATrackedProcessFirstAndCleansUpOnTheSecondCall)
+TEST(InstallScriptManager, StopCleansUpOnlyOnceNoProcessIsTracked)
 {
     CScratchDir dir;
     CTestManager manager;
