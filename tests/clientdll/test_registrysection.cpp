@@ -36,7 +36,7 @@ std::string CodePageText(const wchar_t* pwszText)
     return szText;
 }
 
-TEST(RegistrySectionRun, InstallWritesEachGroupInItsViewAndLogsFailedWrites)
+TEST(RegistrySectionRun, InstallWritesEachGroupOrLogsWhyNot)
 {
     CScratchDir dir;
     CScratchRegKey key("Software");
@@ -102,7 +102,7 @@ TEST(RegistrySectionRun, InstallWritesEachGroupInItsViewAndLogsFailedWrites)
     EXPECT_EQ("\x01", Binary(strKeep, L"Fresh"));
 }
 
-TEST(RegistrySectionRun, UninstallDeletesNamedValuesAndEmptiesOnlyKeysLeftEmpty)
+TEST(RegistrySectionRun, UninstallRemovesOnlyWhatTheScriptNamed)
 {
     CScratchDir dir;
     CScratchRegKey key("Software");
@@ -162,7 +162,7 @@ TEST(RegistrySectionWriters, StringValuesKeepTheirCharactersInEitherEncodingWith
     EXPECT_TRUE(dir.LogLines().empty());
 }
 
-TEST(RegistrySectionWriters, MissingKeysAssertAndWriteNothing)
+TEST(RegistrySectionWriters, MissingKeysAreRefused)
 {
     CScratchDir dir(true);
     CScratchRegKey key("Software");
