@@ -50,7 +50,7 @@ TEST(FirewallSection, WithoutAFirewallOnlyEntriesThatAreSkippedSucceed)
 
 // Every compatibility case in one test: they share the user's one Layers key, removed
 // before and after.
-TEST(CompatibilityModeSection, SetOnceRemovedOnUninstallAndFailsWithoutTheLayersKey)
+TEST(CompatibilityModeSection, LayerLivesFromInstallToUninstallUnderAnExistingKey)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990802);
