@@ -68,7 +68,7 @@ void ExpectEntryResults(const CScratchDir& dir, const char* pszSection, const st
 }
 #define ExpectEntryResults(...) ISE_TRACED_CALL(ExpectEntryResults, __VA_ARGS__)
 
-TEST(FileHandlers, CreateFoldersSucceedsWithAnyOneFolderMadeAndRecordsIt)
+TEST(FileHandlers, CreateFoldersSucceedsWhenAnyOneFolderIsMade)
 {
     CScratchDir dir(true);
     dir.Write("f.txt", "");
