@@ -14,7 +14,7 @@
 namespace
 {
 
-TEST(Requirements, ProcessorOperatingSystemAndLanguageGroupsAllCountAndOthersAreIgnored)
+TEST(Requirements, EntryRunsOnlyWhereEveryRequirementGroupHolds)
 {
     const CPUInformation_s& cpu = GetCPUInformation();
     std::string strOwnCPU = cpu.m_pszProcessorID;
