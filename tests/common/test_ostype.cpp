@@ -41,7 +41,7 @@ TEST(OSType, VersionsMapToReleasesAtTheBoundaries)
     }
 }
 
-TEST(OSType, EveryTypeHasItsOwnNameAndOthersAreUnknown)
+TEST(OSType, NamesAreUniqueWithUnknownForTheRest)
 {
     std::set<std::string> setNames;
     for (int i = 0; i < k_EOSTypeCount; ++i)
