@@ -11,7 +11,7 @@
 namespace
 {
 
-TEST(ExpandEnvironment, ReplacesKnownNamesKeepsTheRestAndRefusesTextPastTheSystemLimit)
+TEST(ExpandEnvironment, ReplacesOnlyKnownNamesWithinTheSystemLimit)
 {
     ASSERT_TRUE(SetEnvironmentVariableW(L"ISE_TEST_VAR", L"Gr\u00fc\u00dfe \u65e5"));
     EXPECT_STREQ("a Gr\xC3\xBC\xC3\x9F\x65 \xE6\x97\xA5 b",
@@ -100,7 +100,7 @@ TEST(RegistryStrings, ReadsAnswerTheWindowsErrorCodes)
     RegCloseKey(hKey);
 }
 
-TEST(RegistryStrings, WritesStoreUTF16WithItsTerminatorAndReadBack)
+TEST(RegistryStrings, StoredAsTerminatedUTF16)
 {
     CScratchRegKey scratch("Software");
     HKEY hKey = nullptr;
@@ -146,7 +146,7 @@ void CheckAppCompatLayer(bool bCurrentUser, const char* pszExe, const wchar_t* p
 #define CheckAppCompatLayer(...) ISE_TRACED_CALL(CheckAppCompatLayer, __VA_ARGS__)
 
 // Only this test touches the machine-wide Layers key, so it may take it away first.
-TEST(AppCompatLayer, SetAndRemovedOnlyUnderAnExistingLayersKey)
+TEST(AppCompatLayer, ChangesOnlyAnExistingLayersKey)
 {
     RawDeleteTree(HKEY_LOCAL_MACHINE, KEY_WOW64_64KEY, k_szLayersKey);
     CheckAppCompatLayer(false, "C:\\IseTest\\machine.exe", L"C:\\IseTest\\machine.exe");
