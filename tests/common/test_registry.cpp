@@ -12,21 +12,6 @@ namespace
 constexpr ERegKeyRoot k_eLM = k_ERegKeyRootLocalMachine;
 constexpr ERegKeyRoot k_eCU = k_ERegKeyRootCurrentUser;
 
-TEST(RegistryNames, EveryRootHasANameInEachView)
-{
-    const char* rgpszNames[] = {"HKEY_LOCAL_MACHINE", "HKEY_CURRENT_USER", "HKEY_CLASSES_ROOT"};
-    CSpewCapture capture;
-    for (uint32 unHive = 1; unHive <= 3; ++unHive)
-    {
-        EXPECT_STREQ(rgpszNames[unHive - 1], PchNameFromERegKeyRoot(ERegKeyRoot(unHive)));
-        EXPECT_EQ(std::string(rgpszNames[unHive - 1]) + " (force 32Bit)",
-                  PchNameFromERegKeyRoot(ERegKeyRoot(unHive | 16)));
-        EXPECT_EQ(std::string(rgpszNames[unHive - 1]) + " (force 64Bit)",
-                  PchNameFromERegKeyRoot(ERegKeyRoot(unHive | 32)));
-    }
-    EXPECT_EQ(0, capture.CountAsserts());
-}
-
 TEST(RegistryNames, OtherRootsAreUnknownWithAnAssert)
 {
     CSpewCapture capture;
@@ -56,7 +41,7 @@ TEST(RegistryViews, FlagsPickTheViewUnknownHivesAreLocalMachine)
                             "Software\\Wow6432Node" + scratch.Sub("17").substr(8), L"v"));
 }
 
-TEST(RegistryProductKey, WritesGoToBothViewsAndThe32BitOneDecides)
+TEST(RegistryProductKey, WritesGoToBothViewsReportingThe32BitResult)
 {
     CScratchRegKey scratch(k_szProductRegKey);
     ASSERT_TRUE(BSetRegistryValueStr(k_eLM, scratch.Path(), "s", "text"));
@@ -97,7 +82,7 @@ TEST(RegistryProductKey, ReadsTry32BitFirstThenRoot1)
     EXPECT_STREQ("", GetRegistryValueStr(k_eLM, plain.Path(), "only32"));
 }
 
-TEST(RegistryValues, ReadersCheckTypeAndRoomStringsAreUTF16)
+TEST(RegistryValues, ReadersRefuseTheWrongTypeOrTooLittleRoom)
 {
     CScratchRegKey scratch("Software");
     const char* pszText = "Gr\xC3\xBC\xC3\x9F\x65 \xE6\x97\xA5 \xF0\x9F\x98\x80";
@@ -194,7 +179,7 @@ TEST(RegistryParse, RootsAreWholeListedNamesInAnyCase)
     EXPECT_EQ(1u, capture.TextsOfType(SPEW_ASSERT).size());
 }
 
-TEST(RegistryParse, ValueNamesAndCuts)
+TEST(RegistryParse, SplitsKeyFromValueNameWithinTheCut)
 {
     EXPECT_EQ("2|Software\\Foo|Bar", Parse("HKCU\\Software\\Foo\\Bar", true));
     EXPECT_EQ("2|Software|", Parse("HKCU\\Software\\", true));
