@@ -41,7 +41,7 @@ TEST(HasRun, ThresholdsRiseButNeverFall)
     EXPECT_EQ(1u, RawGetDword(HKEY_CURRENT_USER, 0, appKey.Key(), L"text"));
 }
 
-TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
+TEST(HasRun, MachineWideRecordsAreReadFromThe32BitViewFirst)
 {
     CScratchAppKey appKey(910002);
     auto pkvEntry = std::make_unique<KeyValues>("Run It");
@@ -61,7 +61,7 @@ TEST(HasRun, MachineWideRecordsLiveInBothViewsAndThe32BitOneIsReadFirst)
 
 // Paths that do not parse are never run and never written: an unknown root must not fall
 // through to some hive.
-TEST(HasRun, OverridesFollowTheScriptViewRuleAndBadPathsAreIgnored)
+TEST(HasRun, OverridePathsFollowTheScriptViewRule)
 {
     CScratchRegKey scratch("Software");
     const std::string strUnknownRoot = "HKU\\" + std::string(scratch.Path());
@@ -91,7 +91,7 @@ TEST(HasRun, OverridesFollowTheScriptViewRuleAndBadPathsAreIgnored)
     EXPECT_FALSE(BHasRun(strPath, "Other", 1));
 }
 
-TEST(InstallProgress, CountIsWrittenAndDeletedBesideTheServicesSteps)
+TEST(InstallProgress, CountIsKeptBesideTheServicesSteps)
 {
     CScratchAppKey appKey(910005);
     // "<sequence> <count> <description>", over a record holding stale values.
