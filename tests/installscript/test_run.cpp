@@ -106,7 +106,7 @@ std::string RegisteredPath(const std::string& strPrefix = k_strPrefix)
     return strOutput.substr(iStart, strOutput.find_first_of("\r\n", iStart) - iStart);
 }
 
-TEST(InstallScriptRun, BareScriptRunsInAnInstallDirectoryWithSpacesQuotesAndAccents)
+TEST(InstallScriptRun, BareScriptRunsInAnInstallDirectoryWithAwkwardCharacters)
 {
     CScratchFolder folder;
     const std::string strGame = "My \"Game\" Ünïcødé";
@@ -126,7 +126,7 @@ TEST(InstallScriptRun, BareScriptRunsInAnInstallDirectoryWithSpacesQuotesAndAcce
     EXPECT_NE(std::string::npos, run.m_strOutput.find("the evaluator succeeded (exit code 0)"));
 }
 
-TEST(InstallScriptRun, JobFileRunsAsItStandsAndUninstallLeavesTheRegistryAsBefore)
+TEST(InstallScriptRun, UninstallUndoesWhatTheJobFileInstalled)
 {
     CScratchFolder folder;
     folder.Write("script.vdf", BareScript());
@@ -162,7 +162,7 @@ TEST(InstallScriptRun, MissingPrefixIsCreatedWithALineSayingSo)
     system(("WINEPREFIX='" + strPrefix + "' /usr/lib/wine/wineserver -k >/dev/null 2>&1 </dev/null").c_str());
 }
 
-TEST(InstallScriptRun, MissingWineExitsWith3AndSaysSo)
+TEST(InstallScriptRun, MissingWineExitsWith3)
 {
     CScratchFolder folder;
     folder.Write("script.vdf", BareScript());
@@ -186,7 +186,7 @@ TEST(InstallScriptRun, CheckerErrorsStopTheRunBeforeWineStarts)
     EXPECT_FALSE(fs::exists(folder.Path("saves")));
 }
 
-TEST(InstallScriptRun, DryRunPrintsTheJobWithItsPathsEscapedAndRunsNothing)
+TEST(InstallScriptRun, DryRunOnlyPrintsTheEscapedJob)
 {
     CScratchFolder folder;
     folder.Write("script.vdf", BareScript());
@@ -251,7 +251,7 @@ int CountRunProcesses(const std::string& strWorkdir)
     return cProcesses;
 }
 
-TEST(InstallScriptRun, InterruptEndsEveryProcessOfTheRunAndSaysWhatWasLeftUndone)
+TEST(InstallScriptRun, InterruptEndsTheRunReportingWhatWasLeftUndone)
 {
     CScratchFolder folder;
     folder.Write("game/script.vdf", BareScript(true, 20000));
@@ -289,7 +289,7 @@ TEST(InstallScriptRun, InterruptEndsEveryProcessOfTheRunAndSaysWhatWasLeftUndone
     EXPECT_EQ(0, CountRunProcesses(folder.Path("work")));
 }
 
-TEST(InstallScriptRun, PipedOutputHasOneLinePerStepAndNoControlCharacters)
+TEST(InstallScriptRun, PipedOutputIsOnePlainLinePerStep)
 {
     CScratchFolder folder;
     folder.Write("game/script.vdf", BareScript(true, 600));
