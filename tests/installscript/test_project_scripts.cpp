@@ -4,7 +4,7 @@
 #include "checktest.h"
 
 #if !defined(_WIN32)
-TEST(ProjectScripts, ExampleJobAndSeedScriptsHaveNoErrors)
+TEST(ProjectScripts, ShippedScriptsHaveNoErrors)
 {
     for (const char* pszFile :
          {"examples/example-game/installscript.vdf", "fuzz/corpus/installscript_redist.vdf",
