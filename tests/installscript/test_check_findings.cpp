@@ -175,7 +175,7 @@ TEST(CheckFiles, FindsEachMistakeAtItsKey)
     });
 }
 
-TEST(CheckEntries, FindsCompatibilityRequirementAndVariableMistakesAtTheirKeys)
+TEST(CheckEntries, EntryMistakesAreFoundAtTheirKeys)
 {
     ExpectFindingsAtMarkers({
         {k_ECheckCompatExecutable,
