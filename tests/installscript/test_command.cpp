@@ -39,7 +39,7 @@ const char k_szError[] = "\"s\"\n{\n  \"Registery\" { }\n}\n";
 
 } // namespace
 
-TEST(InstallScriptCommand, ExitCodesFollowTheWorstFindingAndUnreadableFiles)
+TEST(InstallScriptCommand, ExitCodeFollowsTheWorstProblem)
 {
     CScratchFile clean("check_clean.vdf", k_szClean), warning("check_warning.vdf", k_szWarning),
         error("check_error.vdf", k_szError);
@@ -63,7 +63,7 @@ TEST(InstallScriptCommand, ExitCodesFollowTheWorstFindingAndUnreadableFiles)
     }
 }
 
-TEST(InstallScriptCommand, TextFormIsOneCompilerStyleLineAFindingAndASummary)
+TEST(InstallScriptCommand, TextFormIsCompilerStyleWithASummary)
 {
     CScratchFile error("check_text.vdf", k_szError);
     const ChildRun_s run = RunSiblingProgram("installscript", {"check", error.Path()});
