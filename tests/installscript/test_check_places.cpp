@@ -3,7 +3,7 @@
 
 #include "checktest.h"
 
-TEST(CheckPlaces, LineAndColumnCountLinesAndBytesAcrossCommentsConditionalsAndMultiLineStrings)
+TEST(CheckPlaces, PlacesStayExactAcrossEveryConstruct)
 {
     const std::string strText = "// a comment with \"quotes\" and { braces }\n"                       // 1
                                 "\"script\"\n"                                                        // 2
@@ -50,7 +50,7 @@ TEST(CheckPlaces, SwitchedOffChecksStaySilent)
     EXPECT_TRUE(HasFinding(vecSome, k_ECheckFilePartner));
 }
 
-TEST(CheckCatalog, NamesAreUniqueAndRowsFollowTheEnumeration)
+TEST(CheckCatalog, EachNameLeadsBackToItsRow)
 {
     for (int i = 0; i < k_ECheckCount; ++i)
     {
