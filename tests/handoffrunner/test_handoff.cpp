@@ -51,7 +51,7 @@ void KillRunner(const CScratchDir& dir)
     CloseHandle(hSnapshot);
 }
 
-TEST(HandOff, InstallersRunInSequenceWithTheirCommandLinesFoldersAndEnvironment)
+TEST(HandOff, InstallersRunInSequenceAsTheJobDescribes)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990711);
@@ -116,7 +116,7 @@ TEST(HandOff, ExitCodesDecideWhichEntriesAreRecorded)
     EXPECT_NE(std::string::npos, vecEnded[6].find("Step 7 of 7 (setup.exe) ended with exit code 9: failure"));
 }
 
-TEST(HandOff, EvaluatorPublishesEachStepWhileItRunsAndNoStepAfterwards)
+TEST(HandOff, EvaluatorPublishesOnlyTheRunningStep)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990713);
@@ -150,7 +150,7 @@ TEST(HandOff, EvaluatorPublishesEachStepWhileItRunsAndNoStepAfterwards)
     }
 }
 
-TEST(HandOff, MissingProgramsAndStepsOverTheTimeLimitFailWithoutAHelperLeftRunning)
+TEST(HandOff, FailedStepsLeaveNoHelperRunning)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990714);
@@ -173,7 +173,7 @@ TEST(HandOff, MissingProgramsAndStepsOverTheTimeLimitFailWithoutAHelperLeftRunni
     EXPECT_FALSE(RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key(), L"slow"));
 }
 
-TEST(HandOff, LinksToAFileAndAFolderReadThroughToTheirTargets)
+TEST(HandOff, LinksReadThroughToTheirTargets)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990715);
@@ -200,7 +200,7 @@ TEST(HandOff, LinksToAFileAndAFolderReadThroughToTheirTargets)
     EXPECT_EQ(1u, LogLinesWith(dir, "Failed to link").size());
 }
 
-TEST(HandOff, KilledRunnerLeavesFinishedUnitsDoneAndTheNextLaunchCompletesTheRest)
+TEST(HandOff, NextLaunchCompletesWhatAKilledRunnerLeft)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990716);
