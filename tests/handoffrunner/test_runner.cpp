@@ -54,7 +54,7 @@ TEST(HandOffRunner, RefusesEveryOtherCommandLineWithExitCode2)
               LogLinesWith(dir, "expected /installscript \"<admin script>\" <app id>").size());
 }
 
-TEST(HandOffRunner, UnreadableAdminScriptsDoNothingAndExitWith1)
+TEST(HandOffRunner, UnreadableAdminScriptsOnlyExitWith1)
 {
     CScratchDir dir;
     EXPECT_EQ(
@@ -71,7 +71,7 @@ TEST(HandOffRunner, UnreadableAdminScriptsDoNothingAndExitWith1)
               dir.LogLines());
 }
 
-TEST(HandOffRunner, MalformedRecordsAreLoggedAndTheOthersStillRun)
+TEST(HandOffRunner, MalformedRecordsDoNotStopTheOthers)
 {
     CScratchDir dir;
     CScratchAppKey appKey(k_unAppID);
@@ -100,7 +100,7 @@ TEST(HandOffRunner, MalformedRecordsAreLoggedAndTheOthersStillRun)
     EXPECT_EQ(1u, LogLinesWith(dir, "cannot start \"C:\\no\\\"such\\setup.exe\"").size());
 }
 
-TEST(HandOffRunner, RunsJobsInSequenceOrderAndSkipsUnitsWhoseRecordHolds)
+TEST(HandOffRunner, RunsInSequenceOrderWhatHasNotRun)
 {
     CScratchDir dir;
     CScratchAppKey appKey(k_unAppID);
@@ -129,7 +129,7 @@ TEST(HandOffRunner, RunsJobsInSequenceOrderAndSkipsUnitsWhoseRecordHolds)
         EXPECT_EQ(1u, RawGetDword(HKEY_LOCAL_MACHINE, k_sam32, appKey.Key(), pwszEntry)) << pwszEntry;
 }
 
-TEST(HandOffRunner, ValidExitCodesAcceptDecimalAndHexadecimalItemsAndIgnoreOthers)
+TEST(HandOffRunner, ValidExitCodesAreDecimalOrHexadecimalItems)
 {
     CScratchDir dir;
     InstallRunnerAndInstaller(dir);
