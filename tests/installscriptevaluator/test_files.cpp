@@ -130,7 +130,7 @@ TEST(FileSections, ALaunchRunDoesEachFileSectionOnceUnlessTheLanguageChanges)
     }
 }
 
-TEST(FileSections, UninstallDeletesByNameOrTextAndOnlyLogsWhatItCannot)
+TEST(FileSections, UninstallDeletesEveryListedFileItCan)
 {
     CFilesJob job(991712, 3,
                   R"("Delete Files On Uninstall" { "%INSTALLDIR%/byname.txt" "%INSTALLDIR%/keep.txt"
