@@ -9,7 +9,7 @@
 namespace
 {
 
-TEST(Evaluator, CommandLineFormsJobFilesExitCodesAndLogLines)
+TEST(Evaluator, EachCommandLineFormEndsAsExpected)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990401);
@@ -54,7 +54,7 @@ TEST(Evaluator, CommandLineFormsJobFilesExitCodesAndLogLines)
     }
 }
 
-TEST(Evaluator, CleanupAndUninstallForgetRunOnceRecordsButNotAll)
+TEST(Evaluator, CleanupModesForgetRunOnceRecordsButNotAll)
 {
     CScratchDir dir;
     CScratchAppKey appKey(990404);
