@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "spewcapture.h"
 #include "keyvaluessystem.h"
+#include "spewcapture.h"
 #include "vstdlib/strtools.h"
 
 namespace
@@ -29,7 +29,7 @@ std::string NumberedName(int n, size_t cch)
     return strName;
 }
 
-TEST(KeyValuesSystem, NamesAreInternedOnceFoldingAsciiCaseOnlyAndKeepTheFirstSpelling)
+TEST(KeyValuesSystem, NamesDifferingInAsciiCaseShareTheFirstSpelling)
 {
     auto pTable = NewTable();
     EXPECT_EQ(0, pTable->GetSymbolForString(nullptr, true));
@@ -61,7 +61,7 @@ TEST(KeyValuesSystem, NamesAreInternedOnceFoldingAsciiCaseOnlyAndKeepTheFirstSpe
 
 // 1,023 characters take 1,024 bytes: block 0 (offset 0 taken) holds 31 of them, the others
 // 32; a name never straddles two blocks.
-TEST(KeyValuesSystem, LongNamesAreRefusedAndTheFullPoolWarnsThenRunsOutOfMemory)
+TEST(KeyValuesSystem, NamesOf1024CharactersAreRefused)
 {
     auto pTable = NewTable();
     CSpewCapture log;
@@ -69,7 +69,12 @@ TEST(KeyValuesSystem, LongNamesAreRefusedAndTheFullPoolWarnsThenRunsOutOfMemory)
     EXPECT_EQ(1u, pTable->GetPoolUsed());
     EXPECT_EQ(
         1, log.CountAssertsContaining("CKeyValuesSystem::AddStringToPool: key name too long (1024 chars)"));
+}
 
+TEST(KeyValuesSystem, FullPoolWarnsThenRunsOutOfMemory)
+{
+    auto pTable = NewTable();
+    CSpewCapture log;
     int nName = 0;
     HKeySymbol nSymbol;
     while ((nSymbol = pTable->GetSymbolForString(NumberedName(nName, 1023).c_str())) != 0)
@@ -138,7 +143,7 @@ TEST(KeyValuesSystem, ConcurrentInterningYieldsOneSymbolPerName)
 // Two million names grow the index from its first size eight times while inserts race
 // and lookups run: a name interned before the threads started is found by every lock-free
 // lookup, whichever index it reads, and each name gets one symbol in every thread.
-TEST(KeyValuesSystem, LookupsAndSymbolsHoldWhileMillionsOfNamesGrowTheIndex)
+TEST(KeyValuesSystem, SymbolsHoldWhileMillionsOfNamesGrowTheIndex)
 {
     auto pTable = NewTable();
     constexpr int k_cInterners = 3, k_cLookers = 2, k_cNames = 2000000, k_cKnown = 1000;
@@ -217,7 +222,7 @@ TEST(KeyValuesSystem, DumpRecentKeysPrintsTheRingOldestFirst)
     EXPECT_EQ("ring4999\n", vecTexts[4096]);
 }
 
-TEST(KeyValuesSystem, ExpressionSymbolsSkipTheDollarAndNeverCreateOnRead)
+TEST(KeyValuesSystem, ExpressionSymbolLookupsSkipTheDollarWithoutInterning)
 {
     auto pTable = NewTable();
     pTable->AddKeyValuesExpressionSymbol("$WIN32", true);
@@ -234,9 +239,5 @@ TEST(KeyValuesSystem, ExpressionSymbolsSkipTheDollarAndNeverCreateOnRead)
     uint32 unUsed = pTable->GetPoolUsed();
     EXPECT_FALSE(pTable->GetKeyValuesExpressionSymbol("$NeverSeen"));
     EXPECT_EQ(unUsed, pTable->GetPoolUsed());
-
-    pTable->RegisterSizeofKeyValues(32); // the largest node size is kept
-    pTable->RegisterSizeofKeyValues(16);
-    EXPECT_EQ(32, pTable->GetLargestKeyValuesSize());
 }
 } // namespace
