@@ -27,7 +27,7 @@ std::string ToUTF8(const std::u16string& str, int cubDest = 256)
 
 } // namespace
 
-TEST(StrTools, CaseFoldingIsAsciiOnlyAndBoundedCopiesTerminate)
+TEST(StrTools, CaseFoldingIsAsciiOnly)
 {
     EXPECT_EQ(0, V_stricmp("Software\\PELLAN", "software\\pellan"));
     EXPECT_LT(V_stricmp("a", "B"), 0);
@@ -42,8 +42,10 @@ TEST(StrTools, CaseFoldingIsAsciiOnlyAndBoundedCopiesTerminate)
     EXPECT_EQ(pszHay, V_stristr(pszHay, ""));
     EXPECT_TRUE(V_StringHasPrefixCaseless("Software\\Pellan", "SOFTWARE\\"));
     EXPECT_FALSE(V_StringHasPrefixCaseless("Soft", "Software"));
+}
 
-    // Bounded copies always terminate, and cuts are reported.
+TEST(StrTools, BoundedCopiesTerminateReportingCuts)
+{
     char szDest[5] = "####";
     V_strncpy(szDest, "abcdef", sizeof(szDest));
     EXPECT_STREQ("abcd", szDest);
@@ -63,7 +65,7 @@ TEST(StrTools, CaseFoldingIsAsciiOnlyAndBoundedCopiesTerminate)
 }
 
 // Results count the terminator; a null destination only measures.
-TEST(StrToolsUnicode, RoundTripsCutsAndReplacementCharacters)
+TEST(StrToolsUnicode, RoundTripsWholeCharactersWithinTheDestination)
 {
     const std::string strUTF8 = "a\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF";
     const std::u16string strUTF16 = u"a\u00E9\u4E2D\U0001F600\U0010FFFF";
@@ -83,8 +85,10 @@ TEST(StrToolsUnicode, RoundTripsCutsAndReplacementCharacters)
     EXPECT_EQ(u"a", ToUTF16("a\xF0\x9F\x98\x80", 5)); // five bytes are two units: no room for a pair
     EXPECT_EQ(u"<none>", ToUTF16("abc", 1));
     EXPECT_EQ("", ToUTF8(u"ab", 1));
+}
 
-    // Malformed text becomes replacement characters.
+TEST(StrToolsUnicode, MalformedTextBecomesReplacementCharacters)
+{
     EXPECT_EQ(u"\uFFFD", ToUTF16("\xFF"));
     EXPECT_EQ(u"\uFFFD\uFFFD", ToUTF16("\xC0\xAF"));                     // overlong
     EXPECT_EQ(u"a\uFFFDz", ToUTF16("a\xE4\xB8z"));                       // cut-off sequence counts once
@@ -95,13 +99,16 @@ TEST(StrToolsUnicode, RoundTripsCutsAndReplacementCharacters)
     EXPECT_EQ("\xEF\xBF\xBD\xEF\xBF\xBD", ToUTF8(u"\xDC00\xD83D")); // unpaired surrogates
 }
 
-TEST(StrToolsPath, AbsolutePathsComponentsAndDotSlashes)
+TEST(StrToolsPath, RecognisesAbsolutePaths)
 {
     for (const char* pszPath : {"C:\\x", "c:/x", "\\\\server\\x", "/x", "\\x"})
         EXPECT_TRUE(V_IsAbsolutePath(pszPath)) << pszPath;
     for (const char* pszPath : {"C:x", "C:", "x\\y", "", "1:\\x"})
         EXPECT_FALSE(V_IsAbsolutePath(pszPath)) << pszPath;
+}
 
+TEST(StrToolsPath, ComponentsEndAtEitherSlash)
+{
     char szPath[] = "C:/x\\dir/";
     V_StripTrailingSlash(szPath);
     EXPECT_STREQ("C:/x\\dir", szPath);
@@ -114,7 +121,10 @@ TEST(StrToolsPath, AbsolutePathsComponentsAndDotSlashes)
     char szBare[] = "file";
     EXPECT_FALSE(V_StripLastComponent(szBare));
     EXPECT_STREQ("file", szBare);
+}
 
+TEST(StrToolsPath, DotSlashesResolveBelowTheRoot)
+{
     const char* const pszAboveRoot = "<above>";
     const char* const rgpszCases[][2] = {{"C:\\x\\a\\..\\b.txt", "C:\\x\\b.txt"},
                                          {"C:/x/./y//z", "C:\\x\\y\\z"},
