@@ -12,7 +12,7 @@
 
 namespace
 {
-TEST(KeyValuesWriter, LayoutPeersQuotingNameFlagsAndAFullBuffer)
+TEST(KeyValuesWriter, WritesTabIndentedSectionsOrFailsWhenFull)
 {
     KV pkv(new KeyValues("Job"));
     EXPECT_EQ("\"Job\"\n{\n}\n", SaveText(pkv.get()));
@@ -25,13 +25,19 @@ TEST(KeyValuesWriter, LayoutPeersQuotingNameFlagsAndAFullBuffer)
     char rgch[64];
     CUtlBuffer bufFull(rgch, (int)sizeof(rgch), CUtlBuffer::TEXT_BUFFER);
     EXPECT_FALSE(pkv->SaveToBuffer(bufFull));
+}
 
+TEST(KeyValuesWriter, PeersAreWrittenOnlyWhenAsked)
+{
     LoadResult_s result = LoadText("a { } b { k v }");
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
-    EXPECT_TRUE(result.m_pkv->SaveToBuffer(buf)); // peers only when asked
+    EXPECT_TRUE(result.m_pkv->SaveToBuffer(buf));
     EXPECT_STREQ("\"a\"\n{\n}\n", buf.String());
     EXPECT_EQ("\"a\"\n{\n}\n\"b\"\n{\n\t\"k\"\t\t\"v\"\n}\n", SaveText(result.m_pkv.get()));
+}
 
+TEST(KeyValuesWriter, EscapesFollowTheEscapeFlag)
+{
     KV pkvQuoted(new KeyValues("Install\\Dir"));
     pkvQuoted->SetKeyString("Path", "C:\\Games \"x\"\nline2");
     pkvQuoted->FindKey("Wide\"Name", true)->SetWString(u"a\\b");
@@ -44,7 +50,7 @@ TEST(KeyValuesWriter, LayoutPeersQuotingNameFlagsAndAFullBuffer)
               SaveText(pkvQuoted.get(), k_EKVSaveLowerCaseNames));
 }
 
-TEST(KeyValuesWriter, ValueTextPerTypeAndSkippedTypes)
+TEST(KeyValuesWriter, EachTypeWritesItsValueTextOrIsSkipped)
 {
     const std::pair<void (*)(KeyValues*), const char*> rgCases[] = {
         // null text: the child is skipped
@@ -85,7 +91,7 @@ TEST(KeyValuesWriter, ValueTextPerTypeAndSkippedTypes)
         capture.TextsOfType(SPEW_WARNING));
 }
 
-TEST(KeyValuesWriter, DeepTreesLongLinesAndManyNames)
+TEST(KeyValuesWriter, HugeTreesAreWrittenWhole)
 {
     const int k_cLevels = 3000; // deeper than a recursive writer gets on a 2 MiB stack
     KV pkv(new KeyValues("d"));
