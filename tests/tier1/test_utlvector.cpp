@@ -5,7 +5,7 @@
 #include "tier1/utlstring.h"
 #include "tier1/utlvector.h"
 
-TEST(UtlVector, AppendingOwnElementAcrossGrowthAndRemovalKeepsTheOrder)
+TEST(UtlVector, ElementsKeepTheirOrderAsTheVectorChanges)
 {
     CUtlVector<CUtlString> vec;
     for (const char* psz : {"a", "b", "c", "d"})
