@@ -30,7 +30,7 @@ void ExpectTrees(const std::vector<std::pair<const char*, const char*>>& vecCase
 }
 #define ExpectTrees(...) ISE_TRACED_CALL(ExpectTrees, __VA_ARGS__)
 
-TEST(KeyValuesReader, TokensCommentsLayoutAndEscapes)
+TEST(KeyValuesReader, ReadsEveryTokenForm)
 {
     ExpectTrees({{"\"Job\"\n{\n\t\"mode\"\t\t\"2\"\n}\n", "Job{mode=i2}"},
                  {"a{b=c d\"e\"f{}}", "a{b=s'c',d=s'e',f{}}"},
@@ -44,8 +44,11 @@ TEST(KeyValuesReader, TokensCommentsLayoutAndEscapes)
                  {"a { k \"[x]\" }", "a{k=s'[x]'}"}, // quoted text is never a conditional
                  {"", "root{}"},
                  {"  // only a comment", "root{}"}});
+}
 
-    // Escapes follow the escape flag; DEL, the no-escape conversion's escape, becomes a NUL.
+// DEL, the no-escape conversion's escape, becomes a NUL.
+TEST(KeyValuesReader, EscapesFollowTheEscapeFlag)
+{
     ExpectTrees({{"a { k \"a\\nb\" }", "a{k=s'a\\nb'}"},
                  {"a { k \"c:\\dir\\\" }", "a{k=s'c:\\dir\\'}"},
                  {"a { k \"ab\177cd\" }", "a{k=s'ab'}"}});
@@ -106,7 +109,7 @@ TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
     }
 }
 
-TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
+TEST(KeyValuesReader, ConditionalsDropTheValueOrSectionTheyFollow)
 {
     ExpectTrees({{"a { k 0 k 1 [$WIN32] }", "a{k=i1}"},
                  {"a { k 0 k 1 [$LINUX] }", "a{k=i0}"},
@@ -123,7 +126,7 @@ TEST(KeyValuesReader, ConditionalsOnValuesAndSections)
                  {"TopA [$WIN32] { x 1 }", "TopA{x=i1}"}});
 }
 
-TEST(KeyValuesReader, ErrorMessagesKeyStacksBufferStateAndLoadReports)
+TEST(KeyValuesReader, ErrorsNameTheirCause)
 {
     const char* const rgpszCases[][2] = {
         {"a 5", "LoadFromBuffer: missing {   (current key: 'a')"},
@@ -141,22 +144,31 @@ TEST(KeyValuesReader, ErrorMessagesKeyStacksBufferStateAndLoadReports)
                                      " in file test.vdf [offset: "))
             << rgpszCase[0] << " -> " << strErrors;
     }
+}
 
-    // Keys of branches already left show as (*name*); the nested section shows once.
+// Keys of branches already left show as (*name*); the nested section shows once.
+TEST(KeyValuesReader, ErrorsListTheKeysOfTheirBranch)
+{
     LoadResult_s result = LoadText("Top { Old { Deep { x 1 } } Sub { k } }");
     EXPECT_FALSE(result.m_bClean);
     EXPECT_EQ("KeyValues Error: RecursiveLoadFromBuffer:  got } in key in file test.vdf [offset: 36]\n"
               "Top, Sub, k, (*Deep*), (*x*), \n",
               result.m_strErrors);
+}
 
-    // The error ends the section; reading goes on outside it, and every error is kept.
-    result = LoadText("a { k } b 1 c { d 2 }");
+// Reading goes on outside the section, and every error is kept.
+TEST(KeyValuesReader, ErrorEndsOnlyItsSection)
+{
+    LoadResult_s result = LoadText("a { k } b 1 c { d 2 }");
     EXPECT_EQ("a{} | b{} | c{d=i2}", DescribeTree(result.m_pkv.get()));
     EXPECT_NE(std::string::npos, result.m_strErrors.find("got } in key"));
     EXPECT_NE(std::string::npos, result.m_strErrors.find("missing {   (current key: 'b')"));
+}
 
-    // A load reads from the get position to the end and leaves the end-of-input bit, as the
-    // buffer's own reads do; a failed one prints its first error and reports the load.
+// A load leaves the end-of-input bit, as the buffer's own reads do; a failed one prints its
+// first error and reports the load.
+TEST(KeyValuesReader, LoadReadsFromTheGetPositionToTheEnd)
+{
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("junk a { k 1 }");
     buf.SeekGet(CUtlBuffer::SEEK_HEAD, 5);
@@ -181,7 +193,7 @@ TEST(KeyValuesReader, ErrorMessagesKeyStacksBufferStateAndLoadReports)
     EXPECT_TRUE(buf.GetErrorBits() & CUtlBuffer::GET_OVERFLOW);
 }
 
-TEST(KeyValuesReader, TokenOverflowEmbeddedNulAndGarbage)
+TEST(KeyValuesReader, TokensPastTheLimitOverflow)
 {
     CKeyValuesParser parser(16); // tokens of 15 characters
     parser.SetReportEnabled(false);
@@ -201,14 +213,20 @@ TEST(KeyValuesReader, TokenOverflowEmbeddedNulAndGarbage)
     std::string strText = "a { " + std::string(15, 'k') + " 1 }";
     CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
     EXPECT_TRUE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
+}
 
-    // Embedded NULs end the input; garbage never crashes.
+TEST(KeyValuesReader, EmbeddedNulsEndTheInput)
+{
     CSpewCapture capture; // the load reports go here
     std::string strNul("a { k 1 \0 j 2 }", 15);
     EXPECT_FALSE(LoadText(strNul).m_bClean);
     EXPECT_EQ("a{k=i1}", DescribeTree(LoadText(strNul).m_pkv.get()));
     EXPECT_EQ("a{k=s'x'}", DescribeTree(LoadText(std::string("a { k \"x\0y\" }", 13)).m_pkv.get()));
+}
 
+TEST(KeyValuesReader, GarbageIsReadWithoutCrashing)
+{
+    CSpewCapture capture;
     std::mt19937 rng(1234);
     const char k_rgchAlphabet[] = "{}\"=[]$!&|()\\/ \n\tab01\0\xEF\xBB\xBF#";
     for (int nRound = 0; nRound < 2000; ++nRound)
@@ -321,7 +339,7 @@ bool TestLookup(const char* pszName)
     return !strcmp(pszName, "$T") || !strcmp(pszName, "$YES_1");
 }
 
-TEST(KeyValuesConditional, GrammarBadTokensAndPlatformNames)
+TEST(KeyValuesConditional, FollowsItsGrammar)
 {
     CSpewCapture capture;
     for (const char* pszTrue : {"$T]", "!$F]", "$T||$F]", "$F&&$F||$T]", "( $F || $T ) && $T]", "($F||$T]",
@@ -330,8 +348,10 @@ TEST(KeyValuesConditional, GrammarBadTokensAndPlatformNames)
     for (const char* pszFalse :
          {"$F]", "!$T]", "$T&&$F]", "$F||$T&&$F]", "$T||$T&&$F]", "$F!$T]", "0]", "$T&'x]", "$T&&]", "]", ""})
         EXPECT_FALSE(EvaluateConditional(pszFalse, TestLookup)) << pszFalse;
+}
 
-    // A bad token prints its first message only.
+TEST(KeyValuesConditional, BadTokensPrintTheirFirstMessageOnly)
+{
     const char* const rgpszCases[][2] = {
         {"$T & $T]", "Bad expression token: &  \n"},
         {"$T |x]", "Bad expression token: | x\n"},
@@ -345,9 +365,13 @@ TEST(KeyValuesConditional, GrammarBadTokensAndPlatformNames)
         EXPECT_EQ(std::vector<std::string>{rgpszCase[1]}, capture.TextsOfType(SPEW_WARNING)) << rgpszCase[0];
     }
     // Nesting deeper than the evaluator goes is a bad token, not a crash.
+    CSpewCapture capture;
     EXPECT_FALSE(EvaluateConditional((std::string(100000, '(') + "$T]").c_str(), TestLookup));
+}
 
-    // Every Windows the evaluator runs on, and the native stand-in, is at least Windows 7.
+// Every Windows the evaluator runs on, and the native stand-in, is at least Windows 7.
+TEST(KeyValuesConditional, PlatformNamesAnswerForWindows7)
+{
     for (const char* pszTrue : {"$WINDOWS", "$win32", "$Win64", "$1", "$VISTA", "$WIN7"})
         EXPECT_TRUE(KeyValuesPlatformLookup(pszTrue)) << pszTrue;
     for (const char* pszFalse :
