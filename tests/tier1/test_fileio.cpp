@@ -79,7 +79,7 @@ protected:
     std::string m_strDir;
 };
 
-TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
+TEST(PathString, BecomesAnAbsoluteLongFormPath)
 {
     const std::tuple<const char*, const char*, const wchar_t*> rgCases[] = {
         {"a\\..\\b.txt", "C:\\x", L"\\\\?\\C:\\x\\b.txt"},
@@ -98,7 +98,10 @@ TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
         L"\\\\?\\" + std::wstring(wszCurrent, cchCurrent - (wszCurrent[cchCurrent - 1] == L'\\'));
     EXPECT_EQ(wstrCurrent + L"\\sub\\a.txt", CPathString("a.txt", "sub/").GetWCharPath());
     EXPECT_EQ(wstrCurrent + L"\\b", CPathString("../b", "sub").GetWCharPath());
+}
 
+TEST(PathString, RefusesPathsAboveTheRootOrPastTheLimit)
+{
     CSpewCapture capture;
     CPathString above("C:\\..\\x");
     EXPECT_EQ(1, capture.CountAssertsContaining("V_RemoveDotSlashes failed for \"C:\\..\\x\"."));
@@ -110,7 +113,7 @@ TEST(PathString, AbsolutisesNormalisesPrefixesAndReportsItsLimits)
     EXPECT_EQ((DWORD)ERROR_FILENAME_EXCED_RANGE, OpenFile((strLongest + "a").c_str(), 1, 0, 0, 0, &hFile));
 }
 
-TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
+TEST_F(FileIOTest, OpenFileHonoursItsModes)
 {
     Write("f.txt", "abc");
     HANDLE hFile = nullptr;
@@ -137,8 +140,10 @@ TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
     EXPECT_TRUE(BFileExists(Path("tmp.txt").c_str()));
     CloseHandle(hFile);
     EXPECT_FALSE(BFileExists(Path("tmp.txt").c_str()));
+}
 
-    // Directories, and deletes of files with sticky attributes.
+TEST_F(FileIOTest, DirectoriesAreMadeWithTheirParents)
+{
     EXPECT_TRUE(BCreateDirectory(Path("one").c_str()));
     EXPECT_TRUE(BCreateDirectory(Path("one").c_str()));
     EXPECT_FALSE(BCreateDirectory(Path("two\\three").c_str()));
@@ -146,7 +151,10 @@ TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
     EXPECT_TRUE(Attributes(Path("two\\three\\four")) & FILE_ATTRIBUTE_DIRECTORY);
     Write("file", "x");
     EXPECT_FALSE(BCreateDirHierarchy(Path("file\\sub").c_str()));
+}
 
+TEST_F(FileIOTest, ForcedDeletesClearStickyAttributes)
+{
     constexpr DWORD k_dwSticky = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
     for (const char* pszName : {"ro.txt", "keep.txt"})
     {
@@ -161,6 +169,7 @@ TEST_F(FileIOTest, OpenFileDirectoriesAndForcedDeletes)
     EXPECT_EQ((DWORD)FILE_ATTRIBUTE_SYSTEM, Attributes(Path("keep.txt")) & k_dwSticky);
     EXPECT_FALSE(BMakeFileWritable(Path("none.txt").c_str()));
     // A directory is no file: both deletes fail and it stays.
+    ASSERT_TRUE(BCreateDirectory(Path("one").c_str()));
     EXPECT_FALSE(BDeleteFileForced(Path("one").c_str()));
 }
 
@@ -195,7 +204,7 @@ TEST_F(FileIOTest, SaveWritesTheContentRetryingWhileTheFileIsHeld)
     EXPECT_EQ("held", Read(Path("new\\dir\\f.txt")));
 }
 
-TEST_F(FileIOTest, CopyReplaceAndPathsBeyond260Characters)
+TEST_F(FileIOTest, FileOperationsWorkBeyond260Characters)
 {
     const std::string strDeep =
         Path(std::string(100, 'a') + "\\" + std::string(100, 'b') + "\\" + std::string(100, 'c'));
@@ -222,7 +231,7 @@ TEST_F(FileIOTest, CopyReplaceAndPathsBeyond260Characters)
     EXPECT_FALSE(BFileExists(strDest.c_str()));
 }
 
-TEST_F(FileIOTest, LoadingWholeFilesAndRanges)
+TEST_F(FileIOTest, LoadsWholeFilesOrRanges)
 {
     Write("empty.txt", "");
     Write("f.bin", "0\r\n3456789");
