@@ -44,14 +44,17 @@ std::string Delimited(const char* pszText, CUtlCharConversion* pConv, int nMaxCh
 
 } // namespace
 
-TEST(UtlBufferGrowth, StepsFollowTheGrowSizeAndExternalMemoryIsFixedOrCopied)
+TEST(UtlBufferGrowth, StepsFollowTheGrowSize)
 {
     EXPECT_EQ((std::vector<int>{32, 48, 72, 108, 162, 243}), GrowthSteps(163));
     EXPECT_EQ((std::vector<int>{32, 48}), GrowthSteps(32, 0, 0, CUtlBuffer::TEXT_BUFFER)); // room for the NUL
     EXPECT_EQ((std::vector<int>{1, 2, 3, 4, 6, 9}), GrowthSteps(7, 0, 1)); // at least one more
     EXPECT_EQ((std::vector<int>{10, 20, 30, 40}), GrowthSteps(31, 10));
+}
 
-    // Fixed external memory overflows; growable external memory is copied, then grown.
+// Growable external memory is copied, then grown.
+TEST(UtlBufferGrowth, FullExternalMemoryOverflowsUnlessGrowable)
+{
     char rgchFixed[8] = {};
     CUtlBuffer bufFixed(rgchFixed, sizeof(rgchFixed), CUtlBuffer::TEXT_BUFFER);
     bufFixed.PutString("1234567"); // seven characters and the NUL fill it
@@ -71,7 +74,7 @@ TEST(UtlBufferGrowth, StepsFollowTheGrowSizeAndExternalMemoryIsFixedOrCopied)
     EXPECT_EQ("123456789", std::string((const char*)buf.Base(), 9));
 }
 
-TEST(UtlBufferText, TabsTheNulAfterEveryPutAndSeeksReportedButTaken)
+TEST(UtlBufferText, TabsIndentEveryLineUntilDisabled)
 {
     CUtlBuffer bufTabs(0, 0, CUtlBuffer::TEXT_BUFFER);
     bufTabs.PushTab();
@@ -82,7 +85,10 @@ TEST(UtlBufferText, TabsTheNulAfterEveryPutAndSeeksReportedButTaken)
     bufTabs.PutChar('\n');
     bufTabs.PutChar('c');
     EXPECT_STREQ("a\n\t\tb\nc", bufTabs.String());
+}
 
+TEST(UtlBufferText, EveryPutOrSeekLeavesTheTextTerminated)
+{
     CUtlBuffer buf(0, 0, CUtlBuffer::TEXT_BUFFER);
     buf.PutString("ab");
     buf.PutChar('c');
@@ -101,8 +107,10 @@ TEST(UtlBufferText, TabsTheNulAfterEveryPutAndSeeksReportedButTaken)
     buf.SeekPut(CUtlBuffer::SEEK_CURRENT, 4); // past the end: the gap reads as zeros
     EXPECT_EQ(610, buf.TellMaxPut());
     EXPECT_EQ(std::string(5, '\0'), std::string((const char*)buf.Base() + 606, 5));
+}
 
-    // Every bad seek is reported, and still taken.
+TEST(UtlBufferText, BadSeeksAreReportedButTaken)
+{
     const char* pszTail = "offset != INT_MIN && offset <= m_nMaxPut && -offset <= INT_MAX-m_nMaxPut";
     CSpewCapture capture;
     CUtlBuffer bufSeek(0, 0, CUtlBuffer::TEXT_BUFFER);
@@ -135,7 +143,7 @@ TEST(UtlBufferText, TabsTheNulAfterEveryPutAndSeeksReportedButTaken)
 
 // White space is skipped in text mode only, and not after an error; the end of input shows
 // in the get-overflow bit; peeks leave the error state alone.
-TEST(UtlBufferRead, WhiteSpaceCommentsEndOfInputAndDelimitedStrings)
+TEST(UtlBufferRead, SkipsFillerOnlyInValidText)
 {
     CUtlBuffer bufBinary(" x", 2, CUtlBuffer::READ_ONLY);
     bufBinary.EatWhiteSpace();
@@ -161,8 +169,10 @@ TEST(UtlBufferRead, WhiteSpaceCommentsEndOfInputAndDelimitedStrings)
     EXPECT_EQ(buf.TellMaxPut(), buf.TellGet());
     EXPECT_EQ(CUtlBuffer::GET_OVERFLOW, buf.GetErrorBits());
     EXPECT_EQ('\0', buf.GetChar());
+}
 
-    // Delimited strings: escapes, cuts and ends of both conversions.
+TEST(UtlBufferRead, DelimitedStringsFollowTheirConversion)
+{
     CUtlCharConversion* pEsc = GetCStringCharConversion();
     CUtlCharConversion* pNoEsc = GetNoEscCharConversion();
     const std::tuple<CUtlCharConversion*, const char*, const char*> rgCases[] = {
@@ -187,7 +197,7 @@ TEST(UtlBufferRead, WhiteSpaceCommentsEndOfInputAndDelimitedStrings)
     EXPECT_EQ(3, bufNul.TellGet());
 }
 
-TEST(UtlCharConversion, EveryEscapeReadsBackAndBadTablesAreReported)
+TEST(UtlCharConversion, EveryEscapeReadsBack)
 {
     CUtlCharConversion* pConv = GetCStringCharConversion();
     int nConversions = 0;
@@ -204,7 +214,10 @@ TEST(UtlCharConversion, EveryEscapeReadsBackAndBadTablesAreReported)
     EXPECT_EQ(2, pConv->MaxConversionLength());
     EXPECT_STREQ("", GetNoEscCharConversion()->GetConversionString('\x7F'));
     EXPECT_EQ(nullptr, GetNoEscCharConversion()->GetConversionString('\\'));
+}
 
+TEST(UtlCharConversion, BadTablesAreReported)
+{
     CSpewCapture capture;
     const CUtlCharConversion::ConversionArray_t rgTwice[] = {{'\n', "\\n"}, {'\n', "\\N"}};
     CUtlCStringConversion conv('\\', "", 2, rgTwice);
