@@ -13,10 +13,10 @@
 #include <tuple>
 #include <vector>
 
-#include "spewcapture.h"
-#include "tier1/keyvalues.h"
 #include "keyvalues_pool.h"
 #include "keyvaluessystem.h"
+#include "spewcapture.h"
+#include "tier1/keyvalues.h"
 
 namespace
 {
@@ -44,7 +44,7 @@ KV NewString(const char* pszValue)
     return pkv;
 }
 
-TEST(KeyValuesLayout, FlagWordInlineLimitsAndPooledText)
+TEST(KeyValuesLayout, FlagWordMarksInlineOrHeapText)
 {
     KV pkv = NewString("0123456789abcde"); // 15 characters: inline
     pkv->SetUsesEscapeSequences(true, false);
@@ -63,9 +63,12 @@ TEST(KeyValuesLayout, FlagWordInlineLimitsAndPooledText)
     EXPECT_EQ(1u, FlagWord(pkv.get()) >> 31);
     pkv->SetInt(3); // the heap flag goes with the heap string
     EXPECT_EQ(0u, FlagWord(pkv.get()) >> 31);
+}
 
-    // Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
-    // largest class, one more goes to the heap. Each text is then set from its own tail.
+// Bit 29 of the flag word marks pooled text: 255 characters and the NUL fill the
+// largest class, one more goes to the heap. Each text is then set from its own tail.
+TEST(KeyValuesLayout, FlagWordMarksPooledText)
+{
     for (size_t cch : {8, 16, 23, 24, 255, 256, 1000})
     {
         std::string str = "a" + std::string(cch - 2, 'x') + "z";
@@ -91,7 +94,7 @@ TEST(KeyValuesLayout, FlagWordInlineLimitsAndPooledText)
     }
 }
 
-TEST(KeyValuesPool, MemoryFollowsTheNodesAndTextsAlive)
+TEST(KeyValuesPool, MemoryFollowsWhatIsAlive)
 {
     KeyValuesPoolStats_s before = GetKeyValuesPoolStats();
     std::vector<KeyValues*> vecNodes;
@@ -114,7 +117,7 @@ TEST(KeyValuesPool, MemoryFollowsTheNodesAndTextsAlive)
     EXPECT_EQ(32, static_cast<CKeyValuesSystem*>(KeyValuesSystem())->GetLargestKeyValuesSize());
 }
 
-TEST(KeyValuesConversions, IntegerAndBooleanTextForms)
+TEST(KeyValuesConversions, IntegersReadEveryTextForm)
 {
     const EKVGetStatus k_eOK = k_EKVGetStatusOK, k_eTrailing = k_EKVGetStatusTrailingText,
                        k_eEmpty = k_EKVGetStatusEmptyText;
@@ -136,8 +139,10 @@ TEST(KeyValuesConversions, IntegerAndBooleanTextForms)
         EXPECT_EQ(nExpected, pkv->GetInt(k_nDefault, &eStatus)) << '"' << pszText << '"';
         EXPECT_EQ(eExpected, eStatus) << '"' << pszText << '"';
     }
+}
 
-    // Booleans: the words, then integers.
+TEST(KeyValuesConversions, BooleansReadTheWordsThenIntegers)
+{
     const std::tuple<const char*, bool, bool, EKVGetStatus> rgBoolCases[] = {
         // text, default, result
         {"TRUE", false, true, k_EKVGetStatusOK},          {"fAlSe", true, false, k_EKVGetStatusOK},
@@ -195,7 +200,7 @@ TEST(KeyValuesConversions, EveryTypeAsIntegerThenAsText)
     EXPECT_EQ(5, log.CountAssertsContaining("can't convert uint64 to int32 (data loss)"));
 }
 
-TEST(KeyValuesConversions, TextReadBackBinaryBytesAndValuelessNodes)
+TEST(KeyValuesConversions, ValuelessNodesGiveTheDefault)
 {
     KV pkv(new KeyValues("n"));
     EKVGetStatus eStatus = k_EKVGetStatusOK;
@@ -214,8 +219,13 @@ TEST(KeyValuesConversions, TextReadBackBinaryBytesAndValuelessNodes)
         EXPECT_STREQ("dflt", pkv->GetString("dflt"));
     }
     ForceTypeBits(pkv.get(), KeyValues::TYPE_COLOR);
+}
 
-    // Binary bytes are read as text and returned raw.
+// Binary bytes are read as text and returned raw.
+TEST(KeyValuesConversions, BinaryBytesComeBackRaw)
+{
+    KV pkv(new KeyValues("n"));
+    EKVGetStatus eStatus = k_EKVGetStatusOK;
     const uint8 rgub[] = {'1', '2', '3', 'x', 0, 0xFF};
     pkv->SetBinary(rgub, sizeof(rgub));
     uint32 cub = 0;
@@ -231,7 +241,7 @@ TEST(KeyValuesConversions, TextReadBackBinaryBytesAndValuelessNodes)
     EXPECT_EQ(k_EKVGetStatusEmptyText, eStatus);
 }
 
-TEST(KeyValuesFindKey, PathsCreateNestedSectionsCutLongSegmentsAndInternNothingUnknown)
+TEST(KeyValuesFindKey, PathsFindOrCreateNestedSections)
 {
     KV pkvRoot(new KeyValues("root"));
     EXPECT_EQ(pkvRoot.get(), pkvRoot->FindKey(nullptr, true));
@@ -257,7 +267,7 @@ TEST(KeyValuesFindKey, PathsCreateNestedSectionsCutLongSegmentsAndInternNothingU
     EXPECT_EQ(pkvLeaf, pkvRoot->FindKey((std::string(1023, 'q') + "/leaf").c_str()));
 }
 
-TEST(KeyValuesFindKey, KeyedHelpersFirstMatchAndValuesTurnedIntoSections)
+TEST(KeyValuesFindKey, KeyedHelpersUseTheFirstMatch)
 {
     KV pkv(new KeyValues("root"));
     pkv->SetKeyString("Job/Mode", "2");
@@ -272,7 +282,11 @@ TEST(KeyValuesFindKey, KeyedHelpersFirstMatchAndValuesTurnedIntoSections)
     KeyValues* pkvNew = pkv->FindKey("another", true);
     EXPECT_EQ(pkvNew, pkvSecond->GetNextKey());
     EXPECT_EQ(nullptr, pkvNew->GetNextKey());
+}
 
+TEST(KeyValuesFindKey, CreatingBelowAValueTurnsItIntoASection)
+{
+    KV pkv(new KeyValues("root"));
     pkv->SetKeyString("v", "a value long enough for the heap");
     EXPECT_EQ(nullptr, pkv->FindKey("v/child"));
     pkv->SetKeyInt("v/child", 1);
@@ -282,7 +296,7 @@ TEST(KeyValuesFindKey, KeyedHelpersFirstMatchAndValuesTurnedIntoSections)
     EXPECT_EQ(nullptr, pkvV->GetFirstSubKey()->GetNextKey());
 }
 
-TEST(KeyValuesStructure, IterationRemovalAndTheEscapeFlag)
+TEST(KeyValuesStructure, SubKeysIterateByKindUntilRemoved)
 {
     KV pkv(new KeyValues("root"));
     pkv->SetKeyInt("v1", 1);
@@ -315,8 +329,11 @@ TEST(KeyValuesStructure, IterationRemovalAndTheEscapeFlag)
     EXPECT_TRUE(pkv->IsEmpty());
     for (KeyValues* pkvRemoved : {pkvS1, pkvV1, pkvS2, pkvV2})
         delete pkvRemoved;
+}
 
-    // The escape flag is inherited by new nodes and set on descendants only when asked.
+// The escape flag is inherited by new nodes and set on descendants only when asked.
+TEST(KeyValuesStructure, EscapeFlagReachesDescendantsOnlyWhenAsked)
+{
     KV pkvEsc(new KeyValues("root"));
     pkvEsc->SetUsesEscapeSequences(true, false);
     KeyValues* pkvB = pkvEsc->FindKey("a/b", true);
@@ -332,7 +349,7 @@ TEST(KeyValuesStructure, IterationRemovalAndTheEscapeFlag)
 
 // Huge trees are destroyed, cleared and walked without recursion: in the cross build this
 // runs on the 2 MiB main-thread stack.
-TEST(KeyValuesHugeTree, MillionDeepMillionWideAndLongPaths)
+TEST(KeyValuesHugeTree, MillionNodeTreesNeedNoRecursion)
 {
     constexpr int k_cNodes = 1000000;
     const uint64 cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
@@ -389,7 +406,7 @@ TEST(KeyValuesHugeTree, MillionDeepMillionWideAndLongPaths)
 // Phase 0 fills each thread's list; phase 1 destroys a neighbour's nodes while making and
 // destroying fresh ones. Every other node holds pooled text, freed by the neighbour too. A
 // node handed out twice shows up as a wrong value.
-TEST(KeyValuesPool, ThreadsCreateAndDestroyEachOthersNodes)
+TEST(KeyValuesPool, ThreadsFreeEachOthersNodes)
 {
     uint64 cAliveBefore = GetKeyValuesPoolStats().m_cNodesAlive;
     constexpr int k_cThreads = 4, k_cPerThread = 50000;
