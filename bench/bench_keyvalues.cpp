@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tier1/keyvalues.h"
 #include "keyvaluessystem.h"
+#include "tier1/keyvalues.h"
 
 namespace
 {

@@ -10,10 +10,10 @@
 #include <tuple>
 #include <vector>
 
+#include "keyvalues_pool.h"
 #include "kvdocgen.h"
 #include "tier0/dbg.h"
 #include "tier1/keyvalues.h"
-#include "keyvalues_pool.h"
 #include "tier1/utlbuffer.h"
 
 #ifndef _WIN32

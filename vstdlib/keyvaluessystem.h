@@ -6,8 +6,8 @@
 #include <map>
 #include <shared_mutex>
 
-#include "vstdlib/ikeyvaluessystem.h"
 #include "keynameindex.h"
+#include "vstdlib/ikeyvaluessystem.h"
 
 class CKeyValuesSystem final : public IKeyValuesSystem
 {
