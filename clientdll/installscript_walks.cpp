@@ -59,30 +59,12 @@ bool BHandle(Handlers_t& h, ESectionHandler eHandler, KeyValues* p)
         case k_ESectionHandlerRegistryRemove:
             return BHandleRegistryEntry(p, [&](ERegKeyRoot eRoot, const char* pszKey)
                                         { return h.RemoveRegistryKeyValues(eRoot, pszKey, p); });
-        case k_ESectionHandlerFileTemplate:
-            return h.OnFileTemplateKey(p);
-        case k_ESectionHandlerRunProcess:
-            return h.OnRunProcessKey(p, false);
-        case k_ESectionHandlerRunProcessAsCurrentUser:
-            return h.OnRunProcessKey(p, true);
-        case k_ESectionHandlerCopyFolders:
-            return h.OnCopyFoldersKey(p);
-        case k_ESectionHandlerCopyFiles:
-            return h.OnCopyFilesKey(p);
-        case k_ESectionHandlerCreateFolders:
-            return h.OnCreateFoldersKey(p);
-        case k_ESectionHandlerSymlink:
-            return h.OnSymlinkKey(p);
-        case k_ESectionHandlerDeleteFiles:
-            return h.OnDeleteFilesKey(p);
         case k_ESectionHandlerDeleteFilesOnUninstall:
             // Failures are only logged.
-            h.OnDeleteFilesOnUninstallValue(p);
+            h.BHandleUnit(eHandler, p);
             return true;
-        case k_ESectionHandlerFirewall:
-            return h.OnFirewallKey(p);
-        case k_ESectionHandlerCompatibilityMode:
-            return h.OnCompatibilityModeKey(p);
+        default:
+            return h.BHandleUnit(eHandler, p);
     }
     return true;
 }

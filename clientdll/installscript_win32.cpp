@@ -232,54 +232,41 @@ bool CInstallScriptManagerWin32::RemoveRegistryKeyValues(ERegKeyRoot eRoot, cons
     return ::RemoveRegistryKeyValues(GetRunContext(), eRoot, pchPath, pRegistryKey);
 }
 
-bool CInstallScriptManagerWin32::OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser)
+bool CInstallScriptManagerWin32::BHandleUnit(ESectionHandler eHandler, KeyValues* pkvUnit)
 {
-    return ::OnRunProcessKey(GetRunContext(), pkvEntry, bAllowAsCurrentUser);
-}
-
-bool CInstallScriptManagerWin32::OnFileTemplateKey(KeyValues* pkvEntry)
-{
-    return ::OnFileTemplateKey(GetRunContext(), pkvEntry);
-}
-
-bool CInstallScriptManagerWin32::OnCopyFoldersKey(KeyValues* pkvEntry)
-{
-    return ::OnCopyFoldersKey(GetRunContext(), pkvEntry);
-}
-
-bool CInstallScriptManagerWin32::OnCopyFilesKey(KeyValues* pkvEntry)
-{
-    return ::OnCopyFilesKey(GetRunContext(), pkvEntry);
-}
-
-bool CInstallScriptManagerWin32::OnCreateFoldersKey(KeyValues* pkvEntry)
-{
-    return ::OnCreateFoldersKey(GetRunContext(), pkvEntry);
-}
-
-bool CInstallScriptManagerWin32::OnSymlinkKey(KeyValues* pkvEntry)
-{
-    return ::OnSymlinkKey(GetRunContext(), pkvEntry);
-}
-
-bool CInstallScriptManagerWin32::OnDeleteFilesKey(KeyValues* pkvEntry)
-{
-    return ::OnDeleteFilesKey(GetRunContext(), pkvEntry);
-}
-
-void CInstallScriptManagerWin32::OnDeleteFilesOnUninstallValue(KeyValues* pkvValue)
-{
-    ::OnDeleteFilesOnUninstallValue(GetRunContext(), pkvValue);
-}
-
-bool CInstallScriptManagerWin32::OnFirewallKey(KeyValues* pkvEntry)
-{
-    return ::OnFirewallKey(GetRunContext(), pkvEntry);
-}
-
-bool CInstallScriptManagerWin32::OnCompatibilityModeKey(KeyValues* pkvEntry)
-{
-    return ::OnCompatibilityModeKey(GetRunContext(), pkvEntry);
+    const CInstallScriptRunContext run = GetRunContext();
+    switch (eHandler)
+    {
+        case k_ESectionHandlerFileTemplate:
+            return ::OnFileTemplateKey(run, pkvUnit);
+        case k_ESectionHandlerRunProcess:
+            return ::OnRunProcessKey(run, pkvUnit, false);
+        case k_ESectionHandlerRunProcessAsCurrentUser:
+            return ::OnRunProcessKey(run, pkvUnit, true);
+        case k_ESectionHandlerCopyFolders:
+            return ::OnCopyFoldersKey(run, pkvUnit);
+        case k_ESectionHandlerCopyFiles:
+            return ::OnCopyFilesKey(run, pkvUnit);
+        case k_ESectionHandlerCreateFolders:
+            return ::OnCreateFoldersKey(run, pkvUnit);
+        case k_ESectionHandlerSymlink:
+            return ::OnSymlinkKey(run, pkvUnit);
+        case k_ESectionHandlerDeleteFiles:
+            return ::OnDeleteFilesKey(run, pkvUnit);
+        case k_ESectionHandlerDeleteFilesOnUninstall:
+            ::OnDeleteFilesOnUninstallValue(run, pkvUnit);
+            return true;
+        case k_ESectionHandlerFirewall:
+            return ::OnFirewallKey(run, pkvUnit);
+        case k_ESectionHandlerCompatibilityMode:
+            return ::OnCompatibilityModeKey(run, pkvUnit);
+        case k_ESectionHandlerRegistryWrite:
+        case k_ESectionHandlerRegistryWriteIfNotPresent:
+        case k_ESectionHandlerRegistryRemove:
+            // The walks hand registry entries to ApplyRegistrySection and RemoveRegistryKeyValues.
+            break;
+    }
+    return true;
 }
 
 bool CInstallScriptManagerWin32::BForgetHasRunRecord(KeyValues* pkvEntry, bool bMachineWide)

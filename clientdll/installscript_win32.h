@@ -76,16 +76,7 @@ public:
     bool ApplyRegistrySection(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pRegistryKey,
                               bool bOverwrite) override;
     bool RemoveRegistryKeyValues(ERegKeyRoot eRoot, const char* pchPath, KeyValues* pRegistryKey) override;
-    bool OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser) override;
-    bool OnFileTemplateKey(KeyValues* pkvEntry) override;
-    bool OnCopyFoldersKey(KeyValues* pkvEntry) override;
-    bool OnCopyFilesKey(KeyValues* pkvEntry) override;
-    bool OnCreateFoldersKey(KeyValues* pkvEntry) override;
-    bool OnSymlinkKey(KeyValues* pkvEntry) override;
-    bool OnDeleteFilesKey(KeyValues* pkvEntry) override;
-    void OnDeleteFilesOnUninstallValue(KeyValues* pkvValue) override;
-    bool OnFirewallKey(KeyValues* pkvEntry) override;
-    bool OnCompatibilityModeKey(KeyValues* pkvEntry) override;
+    bool BHandleUnit(ESectionHandler eHandler, KeyValues* pkvUnit) override;
     bool BForgetHasRunRecord(KeyValues* pkvEntry, bool bMachineWide) override;
 
     // What the handlers see of the running script (the manager's app id while none runs).

@@ -18,12 +18,13 @@ namespace
 class CObservingManager : public CTestManager
 {
 public:
-    bool OnRunProcessKey(KeyValues* pkvEntry, bool bAllowAsCurrentUser) override
+    bool BHandleUnit(ESectionHandler eHandler, KeyValues* pkvUnit) override
     {
-        m_strSeen += std::string(pkvEntry->GetName()) + " " + std::to_string(m_unAppID) + " " +
-                     std::to_string(m_eInstallScriptMode) + " " + m_szLanguage + " " +
-                     Variable("INSTALLDIR") + "\n";
-        return CTestManager::OnRunProcessKey(pkvEntry, bAllowAsCurrentUser);
+        if (eHandler == k_ESectionHandlerRunProcess || eHandler == k_ESectionHandlerRunProcessAsCurrentUser)
+            m_strSeen += std::string(pkvUnit->GetName()) + " " + std::to_string(m_unAppID) + " " +
+                         std::to_string(m_eInstallScriptMode) + " " + m_szLanguage + " " +
+                         Variable("INSTALLDIR") + "\n";
+        return CTestManager::BHandleUnit(eHandler, pkvUnit);
     }
     bool BRunJob(const std::string& strGroups)
     {

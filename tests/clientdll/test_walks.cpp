@@ -28,16 +28,27 @@ public:
     {
         return Record("remove " + std::to_string(eRoot) + " " + pchPath, pkv);
     }
-    bool OnRunProcessKey(KeyValues* pkv, bool bAsUser) override { return Record("run", pkv, bAsUser); }
-    bool OnFileTemplateKey(KeyValues* pkv) override { return Record("template", pkv); }
-    bool OnCopyFoldersKey(KeyValues* pkv) override { return Record("copyfolders", pkv); }
-    bool OnCopyFilesKey(KeyValues* pkv) override { return Record("copyfiles", pkv); }
-    bool OnCreateFoldersKey(KeyValues* pkv) override { return Record("createfolders", pkv); }
-    bool OnSymlinkKey(KeyValues* pkv) override { return Record("symlink", pkv); }
-    bool OnDeleteFilesKey(KeyValues* pkv) override { return Record("deletefiles", pkv); }
-    void OnDeleteFilesOnUninstallValue(KeyValues* pkv) override { Record("uninstall", pkv); }
-    bool OnFirewallKey(KeyValues* pkv) override { return Record("firewall", pkv); }
-    bool OnCompatibilityModeKey(KeyValues* pkv) override { return Record("compat", pkv); }
+    bool BHandleUnit(ESectionHandler eHandler, KeyValues* pkv) override
+    {
+        static const char* const k_rgpszCalls[] = {"",
+                                                   "",
+                                                   "",
+                                                   "template",
+                                                   "run",
+                                                   "run",
+                                                   "copyfolders",
+                                                   "copyfiles",
+                                                   "createfolders",
+                                                   "symlink",
+                                                   "deletefiles",
+                                                   "uninstall",
+                                                   "firewall",
+                                                   "compat"};
+        const bool bRun =
+            eHandler == k_ESectionHandlerRunProcess || eHandler == k_ESectionHandlerRunProcessAsCurrentUser;
+        return Record(k_rgpszCalls[eHandler], pkv,
+                      bRun ? eHandler == k_ESectionHandlerRunProcessAsCurrentUser : -1);
+    }
     bool BForgetHasRunRecord(KeyValues* pkv, bool bMachineWide) override
     {
         return Record("forget", pkv, bMachineWide);
