@@ -15,6 +15,7 @@
 
 class CUtlBuffer;
 class CUtlCharConversion;
+class CWideEscapeDecoder;
 class CKeyValuesParser;
 
 struct KeyValuesToken_s
@@ -297,7 +298,8 @@ private:
     const char* m_pchSlowTokenStart = nullptr; // the last token the general path read
     CUtlCharConversion* m_pEscapes;
     CUtlCharConversion* m_pNoEscapes;
-    const char* m_rgchEscapes; // m_pEscapes as a table (see CopyPlainAndEscapes)
+    const char* m_rgchEscapes;                // m_pEscapes as a table (see CopyPlainAndEscapes)
+    const CWideEscapeDecoder* m_pWideEscapes; // null where the processor has no such path
     // The simple token a look-ahead found from m_pchKnownFrom, so the next read from
     // there does not scan it again.
     const char* m_pchKnownFrom = nullptr;

@@ -91,6 +91,65 @@ TEST(KeyValuesReader, EscapesInLongTextsAtEveryOffset)
     EXPECT_EQ(strErrors.find("overflow"), strErrors.rfind("overflow"));
 }
 
+// Random escaped texts up to several hundred bytes, so escapes, escaped quotes, unknown
+// escapes, NULs and bytes from 0x80 land on every offset of the wide steps and across
+// their edges, read as the character rules say; the entry after them is still found.
+TEST(KeyValuesReader, EscapedTextsDecodeAsTheCharacterRulesSay)
+{
+    struct Piece_s
+    {
+        const char* m_pszRaw;
+        const char* m_pszDecoded; // an unknown escape: a NUL, then the byte as itself
+        size_t m_cchDecoded;
+    };
+    static const Piece_s k_rgPieces[] = {
+        {"a", "a", 1},           {"b", "b", 1},
+        {" ", " ", 1},           {"\\\\", "\\", 1},
+        {"\\n", "\n", 1},        {"\\t", "\t", 1},
+        {"\\\"", "\"", 1},       {"\\z", "\0z", 2},
+        {"\\\xC3", "\0\xC3", 2}, {"\xC3\xA9", "\xC3\xA9", 2},
+        {"'", "'", 1},
+    };
+    auto Value = [](KeyValues* pkv, const char* pszName)
+    {
+        KeyValues* pkvFound = pkv->FindKey(pszName);
+        return std::string(pkvFound ? pkvFound->GetString() : "(none)");
+    };
+    std::mt19937 rng(77);
+    for (int iCase = 0; iCase < 3000; ++iCase)
+    {
+        std::string strRaw, strDecoded;
+        size_t cPieces = rng() % 300;
+        bool bNul = rng() % 8 == 0;
+        for (size_t i = 0; i < cPieces; ++i)
+        {
+            // Mostly plain text, so runs of many blocks without an escape come too.
+            const Piece_s& piece = k_rgPieces[rng() % 4 ? rng() % 3 : rng() % std::size(k_rgPieces)];
+            strRaw += piece.m_pszRaw;
+            strDecoded.append(piece.m_pszDecoded, piece.m_cchDecoded);
+            if (bNul && i == cPieces / 2)
+                strRaw += '\0', strDecoded += '\0';
+        }
+        SCOPED_TRACE(testing::Message() << "case " << iCase);
+        LoadResult_s result = LoadText("a { k \"" + strRaw + "\" j x }", true);
+        EXPECT_TRUE(result.m_bClean) << result.m_strErrors;
+        EXPECT_EQ(strDecoded.c_str(), Value(result.m_pkv.get(), "k"));
+        EXPECT_EQ("x", Value(result.m_pkv.get(), "j"));
+
+        // As a top-level name read through a 100-character token buffer: what fits stays.
+        CKeyValuesParser parser(101);
+        parser.SetReportEnabled(false);
+        std::string strText = "\"" + strRaw + "\" { j x }";
+        CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
+        KV pkv(new KeyValues("root"));
+        pkv->SetUsesEscapeSequences(true, false);
+        bool bFits = strDecoded.size() <= 100;
+        EXPECT_EQ(bFits, pkv->LoadFromBuffer("e.vdf", buf, &parser));
+        EXPECT_STREQ(strDecoded.substr(0, 100).c_str(), pkv->GetName());
+        EXPECT_EQ("x", Value(pkv.get(), "j"));
+    }
+}
+
 TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
 {
     const auto ValueTree = [](const std::string& strValue)
