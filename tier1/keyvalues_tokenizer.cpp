@@ -186,7 +186,9 @@ bool CKeyValuesTokenizer::BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken
         m_pchTokenBuffer[0] = '\0';
         return true;
     }
-    const char* pchClose = FindQuoteEnd(pchQuote, bUseEscapes);
+    const char* pchClose = pchQuote == m_pchScannedQuote && bUseEscapes == m_bScannedEscapes
+                               ? m_pchScannedSpecial
+                               : FindQuoteEnd(pchQuote, bUseEscapes);
     if (pchClose < m_pchEnd && *pchClose == '"')
     {
         // No escapes and no NUL: the token is the text between the quotes, in place.
@@ -195,7 +197,7 @@ bool CKeyValuesTokenizer::BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken
         pToken->m_cchText = (uint32)(pchClose - pchQuote - 1);
         return pToken->m_cchText <= m_cchTokenMax || BTruncate(pToken, pchQuote + 1 + m_cchTokenMax);
     }
-    return BReadQuotedEscaped(bUseEscapes ? m_pEscapes : m_pNoEscapes, pToken);
+    return BReadQuotedEscaped(bUseEscapes ? m_pEscapes : m_pNoEscapes, pchClose, pToken);
 }
 
 // Copies plain text into the token buffer 64 bytes a step where the processor allows (see
@@ -245,12 +247,20 @@ const char* CKeyValuesTokenizer::CopyPlainAndEscapes(const char* pch, char chEsc
 // The general quoted read, one run between special characters at a time, with the
 // buffer's escape rules: a known escape gives its character, an unknown one a NUL with
 // the character after it read as itself, and the end of data sets the end-of-input bit.
-bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValuesToken_s* pToken)
+// [m_pch, pchPlainEnd) is known to hold no special character.
+bool CKeyValuesTokenizer::BReadQuotedEscaped(CUtlCharConversion* pConv, const char* pchPlainEnd,
+                                             KeyValuesToken_s* pToken)
 {
     const char chEscape = pConv->GetEscapeChar();
     const int cchTokenMax = (int)m_cchTokenMax;
     const char* pch = m_pch;
-    int cchOut = 0;                        // characters produced, kept or not
+    int cchOut = 0; // characters produced, kept or not
+    if (pchPlainEnd - pch <= cchTokenMax)
+    {
+        memcpy(m_pchTokenBuffer, pch, (size_t)(pchPlainEnd - pch));
+        cchOut = (int)(pchPlainEnd - pch);
+        pch = pchPlainEnd;
+    }
     const char* pchFirstDropped = nullptr; // where the token buffer ran full
     int cchText = -1;                      // position of the first NUL produced
     auto Emit = [&](const char* pchRun, int cchRun)

@@ -229,7 +229,7 @@ private:
         if (!pchClose)
             return FindSimpleTokenAt(pch, bUseEscapes, ppchClose);
         *ppchClose = pchClose;
-        return BClosesSimply(pch, pchClose) ? pch : nullptr;
+        return QuotedIfSimple(pch, pchClose, bUseEscapes);
     }
     // FindSimpleToken once the white space is behind.
     const char* FindSimpleTokenAt(const char* pch, bool bUseEscapes, const char** ppchClose) const
@@ -243,7 +243,18 @@ private:
         }
         const char* pchClose = FindQuoteEnd(pch, bUseEscapes);
         *ppchClose = pchClose;
-        return BClosesSimply(pch, pchClose) ? pch : nullptr;
+        return QuotedIfSimple(pch, pchClose, bUseEscapes);
+    }
+    // pchQuote when its token ends simply at pchClose, its first special character; else
+    // null, with the scan noted for the general path, which need not repeat it.
+    const char* QuotedIfSimple(const char* pchQuote, const char* pchClose, bool bUseEscapes) const
+    {
+        if (BClosesSimply(pchQuote, pchClose))
+            return pchQuote;
+        m_pchScannedQuote = pchQuote;
+        m_pchScannedSpecial = pchClose;
+        m_bScannedEscapes = bUseEscapes;
+        return nullptr;
     }
     // A simple token found ahead of the read position, for the next read from there.
     void RememberSimpleToken(bool bUseEscapes, const char* pchStart, const char* pchClose)
@@ -276,7 +287,7 @@ private:
         m_bPlain = false;
     }
     bool BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken);
-    bool BReadQuotedEscaped(CUtlCharConversion* pConv, KeyValuesToken_s* pToken);
+    bool BReadQuotedEscaped(CUtlCharConversion* pConv, const char* pchPlainEnd, KeyValuesToken_s* pToken);
     const char* CopyPlainAndEscapes(const char* pch, char chEscape, const char* rgchEscapes, int* pcchOut);
     bool BReadUnquoted(KeyValuesToken_s* pToken);
     bool BReadUntilNul(KeyValuesToken_s* pToken);
@@ -306,6 +317,10 @@ private:
     const char* m_pchKnownStart = nullptr;
     const char* m_pchKnownClose = nullptr;
     bool m_bKnownEscapes = false;
+    // The first special character after a quote whose token the inline path declined.
+    mutable const char* m_pchScannedQuote = nullptr;
+    mutable const char* m_pchScannedSpecial = nullptr;
+    mutable bool m_bScannedEscapes = false;
     char m_chEscape;
     char m_chNoEscape;
     bool m_bText;
