@@ -165,6 +165,9 @@ private:
     CKeyValuesTokenizer m_tokenizer;
     CKeyValuesParser& m_parser;
     CKeySymbolCache m_symbolCache;
+    // The name PrefetchNextName looked for ahead, where it lies in the document.
+    KeyName_s m_prefetched = {};
+    bool m_bPrefetchNames = false; // checked as each section opens
     CNodeBatch m_nodes;
     KeyValues* m_pkvCurrent = nullptr; // the innermost open section
     int m_nOpenSections = 0;
@@ -173,26 +176,34 @@ private:
 
 HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
 {
+    const char* pchReadableEnd = m_tokenizer.ReadableEnd(token);
     CKeySymbolCache::Probe_s probe;
-    HKeySymbol nSymbol =
-        m_symbolCache.Find(token.m_pchText, token.m_cchText, m_tokenizer.ReadableEnd(token), &probe);
-    if (nSymbol != INVALID_KEY_SYMBOL)
-        return nSymbol;
-    const char* pszName = m_tokenizer.TerminatedText(token);
-    nSymbol = KeyValuesSystem()->GetSymbolForString(pszName, true);
-    m_symbolCache.Store(probe, pszName, token.m_cchText, nSymbol);
+    bool bProbe = m_symbolCache.BProbe();
+    if (bProbe)
+    {
+        HKeySymbol nSymbol = m_symbolCache.Find(token.m_pchText, token.m_cchText, pchReadableEnd, &probe);
+        if (nSymbol != INVALID_KEY_SYMBOL)
+            return nSymbol;
+    }
+    bool bPrefetched = token.m_pchText == m_prefetched.m_pchName && token.m_cchText == m_prefetched.m_cchName;
+    HKeySymbol nSymbol = InternKeyName(
+        bPrefetched ? m_prefetched : KeyNameOf(token.m_pchText, token.m_cchText, pchReadableEnd));
+    if (bProbe)
+        m_symbolCache.Store(probe, token.m_pchText, token.m_cchText, nSymbol);
     return nSymbol;
 }
 
-// A document of more names than the name cache keeps sends most keys to the key-name
-// table, whose index then outgrows the caches: the next entry's name is looked for there
-// one entry ahead, so its line is on the way while this one is read.
+// Once the key-name table's index outgrows the caches, each name costs a wait for memory:
+// the next entry's name is looked for there one entry ahead, so its line is on the way
+// while this one is read, and what the look-up needs is kept for when it is read.
 void CKeyValuesReader::PrefetchNextName(bool bEscapes)
 {
     const char* pchName;
     uint32 cchName;
-    if (m_symbolCache.BFull() && m_tokenizer.BPeekTokenAfterNext(bEscapes, &pchName, &cchName))
-        PrefetchKeyName(pchName, cchName);
+    if (!m_bPrefetchNames || !m_tokenizer.BPeekTokenAfterNext(bEscapes, &pchName, &cchName))
+        return;
+    m_prefetched = KeyNameOf(pchName, cchName, m_tokenizer.ReadableEnd({pchName, cchName, true, false}));
+    PrefetchKeyName(m_prefetched);
 }
 
 bool CKeyValuesReader::BEvaluate(const KeyValuesToken_s& token)
@@ -263,6 +274,7 @@ void CKeyValuesReader::OpenSection(KeyValues* pkvSection, KeyValues* pkvParent, 
     m_parser.PushKey(pkvSection->GetNameSymbol());
     m_parser.PushKey(INVALID_KEY_SYMBOL);
     pkvSection->m_Value.m_section.m_pLast = nullptr;
+    m_bPrefetchNames = BKeyNamesOutgrowCaches();
     if (pkvParent)
         pkvSection->m_pPeer = (KeyValues*)((uintp)pkvParent | (bDropWhenClosed ? 1 : 0));
     m_pkvCurrent = pkvSection;

@@ -1,9 +1,13 @@
 #pragma once
 // Key-name symbols by the exact bytes of a name, for one reader. A document repeats the
-// same names over and over; an exact byte match against the name's pooled text skips the
-// key-name table's case-folding hash and its index probe. Symbols and their pooled text
-// never die, so an entry never goes stale. A name spelled in another case than its first
-// spelling always goes to the table.
+// same names over and over; an exact match here skips the key-name table's case-folding
+// hash and its reads of the index and the pool. Symbols and their pooled text never die, so an entry
+// never goes stale. A name spelled in another case than its first spelling always goes
+// to the table.
+//
+// A document of more distinct names than the cache keeps mostly misses it; there a probe
+// only costs, so once the cache is full and probes seldom hit, only one lookup in
+// k_nSampleEvery probes, to notice when names start repeating again.
 
 #include <cstdlib>
 #include <cstring>
@@ -28,12 +32,26 @@ public:
     CKeySymbolCache(const CKeySymbolCache&) = delete;
     CKeySymbolCache& operator=(const CKeySymbolCache&) = delete;
 
+    // Whether this lookup should probe the cache (and store what it learns).
+    bool BProbe()
+    {
+        if (++m_cLookups == k_cLookupsPerWindow)
+        {
+            // Probes hitting less than a quarter of the time cost more than they save.
+            m_bProbing = !BFull() || 4 * m_cHits >= m_cProbes;
+            m_cLookups = m_cProbes = m_cHits = 0;
+        }
+        bool bProbe = m_bProbing || m_cLookups % k_nSampleEvery == 0;
+        m_cProbes += bProbe;
+        return bProbe;
+    }
+
     // The symbol cached for the cch bytes at pch, or INVALID_KEY_SYMBOL (and the probe
     // for Store). Memory up to pchReadableEnd may be read.
-    HKeySymbol Find(const char* pch, uint32 cch, const char* pchReadableEnd, Probe_s* pProbe) const
+    HKeySymbol Find(const char* pch, uint32 cch, const char* pchReadableEnd, Probe_s* pProbe)
     {
-        uint64 ulFirstWord = FirstWord(pch, cch, pchReadableEnd);
-        uint64 ulHash = Hash(ulFirstWord, pch, cch, pchReadableEnd);
+        uint64 ulFirstWord = KeyNameWords::NameWord(pch, cch, pchReadableEnd);
+        uint64 ulHash = Hash(ulFirstWord, pch, cch);
         uint32 nSlot = (uint32)ulHash & m_nMask;
         // Linear probing; the table is never more than half full, so an empty slot comes.
         for (;; nSlot = (nSlot + 1) & m_nMask)
@@ -43,7 +61,10 @@ public:
                 break;
             if (entry.m_ulHash == ulHash && entry.m_cch == cch && entry.m_ulFirstWord == ulFirstWord &&
                 (cch <= 8 || !memcmp(entry.m_pszPooled + 8, pch + 8, cch - 8)))
+            {
+                ++m_cHits;
                 return entry.m_nSymbol;
+            }
         }
         *pProbe = {ulHash, ulFirstWord, nSlot};
         return INVALID_KEY_SYMBOL;
@@ -74,11 +95,13 @@ private:
     // a bigger cache would only be built and missed while the key-name table answers.
     static constexpr uint32 k_cEntriesInitial = 512;
     static constexpr uint32 k_cEntriesMax = 16384;
+    static constexpr uint32 k_cLookupsPerWindow = 4096;
+    static constexpr uint32 k_nSampleEvery = 16;
 
     struct Entry_s
     {
         uint64 m_ulHash;
-        uint64 m_ulFirstWord; // the first 8 bytes of the name, zero-padded
+        uint64 m_ulFirstWord;
         const char* m_pszPooled;
         uint32 m_cch;
         HKeySymbol m_nSymbol; // 0: the slot is empty
@@ -110,22 +133,9 @@ private:
         free(pOld);
     }
 
-    // Up to 8 bytes as a zero-padded word; the word is read whole when the memory allows.
-    static uint64 FirstWord(const char* pch, uint32 cch, const char* pchReadableEnd)
-    {
-        uint64 ulWord = 0;
-        if (pchReadableEnd - pch >= 8)
-        {
-            memcpy(&ulWord, pch, 8);
-            return cch >= 8 ? ulWord : ulWord & ~(~0ull << (8 * cch));
-        }
-        for (uint32 i = 0; i < cch && i < 8; ++i)
-            ulWord |= (uint64)(uint8)pch[i] << (8 * i);
-        return ulWord;
-    }
-
-    // Eight bytes per step; the last partial word is read whole when the memory allows.
-    static uint64 Hash(uint64 ulFirstWord, const char* pch, uint32 cch, const char* pchReadableEnd)
+    // Exact bytes, eight per step: cheaper than the table's case-folding hash. The last
+    // partial word is read whole (TailWord) when the name has eight bytes.
+    static uint64 Hash(uint64 ulFirstWord, const char* pch, uint32 cch)
     {
         uint64 ulHash = (cch * 0x9E3779B97F4A7C15ull) ^ ulFirstWord;
         uint32 ich = 8;
@@ -136,7 +146,7 @@ private:
             ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ ulWord;
         }
         if (ich < cch)
-            ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ FirstWord(pch + ich, cch - ich, pchReadableEnd);
+            ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ KeyNameWords::TailWord(pch, cch, cch - ich);
         ulHash *= 0xC4CEB9FE1A85EC53ull;
         return ulHash ^ (ulHash >> 29);
     }
@@ -144,4 +154,9 @@ private:
     Entry_s* m_pEntries;
     uint32 m_nMask;
     uint32 m_cUsed = 0;
+    // This window's lookups, the probes among them and the probes that hit.
+    uint32 m_cLookups = 0;
+    uint32 m_cProbes = 0;
+    uint32 m_cHits = 0;
+    bool m_bProbing = true;
 };

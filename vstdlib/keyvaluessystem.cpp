@@ -10,6 +10,7 @@
 #include <new>
 
 #include "tier0/dbg.h"
+#include "vstdlib/keyname.h"
 #include "vstdlib/strtools.h"
 
 // Emitted after the write lock is released, so a spew handler may intern names itself.
@@ -49,76 +50,30 @@ void CKeyValuesSystem::PoolReport_s::Emit() const
 
 namespace
 {
-constexpr uint64 k_ulEveryByte = 0x0101010101010101ull;
-
-// A-Z to a-z in eight bytes at once; bytes 0x80 and above are left alone.
-uint64 LowerAscii8(uint64 ulBytes)
+// The pooled name is the name, ignoring ASCII case. The pooled one is known to be as long,
+// so both are read a word a step.
+bool BPooledNameEquals(const char* pchPooled, const KeyName_s& name)
 {
-    uint64 ulLow7 = ulBytes & (0x7F * k_ulEveryByte);
-    uint64 ulFromA = ulLow7 + (0x80 - 'A') * k_ulEveryByte;     // bit 7 set where byte >= 'A'
-    uint64 ulPastZ = ulLow7 + (0x80 - 'Z' - 1) * k_ulEveryByte; // bit 7 set where byte > 'Z'
-    uint64 ulUpper = ulFromA & ~ulPastZ & ~ulBytes & (0x80 * k_ulEveryByte);
-    return ulBytes | (ulUpper >> 2);
-}
-
-uint64 MixChunk(uint64 ulHash, uint64 ulChunk)
-{
-    ulHash = (ulHash ^ LowerAscii8(ulChunk)) * 0x9E3779B97F4A7C15ull;
-    return ulHash ^ (ulHash >> 29);
-}
-
-// The case-insensitive hash of a name, eight characters per step: a hit must cost far
-// less than the node it names.
-uint32 HashName(const char* pszName, size_t cchName)
-{
-    uint64 ulHash = CKeyValuesSystem::k_unHashSeed ^ (cchName * 0xC2B2AE3D27D4EB4Full);
-    size_t ich = 0;
-    for (; ich + 8 <= cchName; ich += 8)
+    const uint32 cch = name.m_cchName;
+    const char* pchName = name.m_pchName;
+    uint64 ulPooled = KeyNameWords::NameWord(pchPooled, cch, pchPooled + cch + 1);
+    if (ulPooled != name.m_ulFirstWord &&
+        KeyNameWords::LowerAscii8(ulPooled) != KeyNameWords::LowerAscii8(name.m_ulFirstWord))
+        return false;
+    uint32 ich = 8;
+    for (; ich + 8 <= cch; ich += 8)
     {
-        uint64 ulChunk;
-        memcpy(&ulChunk, pszName + ich, 8);
-        ulHash = MixChunk(ulHash, ulChunk);
+        uint64 ulPooled, ulName;
+        memcpy(&ulPooled, pchPooled + ich, 8);
+        memcpy(&ulName, pchName + ich, 8);
+        if (ulPooled != ulName && KeyNameWords::LowerAscii8(ulPooled) != KeyNameWords::LowerAscii8(ulName))
+            return false;
     }
-    size_t cchTail = cchName - ich;
-    if (cchTail)
-    {
-        // The tail as if zero-padded; a whole-word read avoids a store-forwarding stall.
-        uint64 ulChunk = 0;
-        if (cchName >= 8)
-        {
-            memcpy(&ulChunk, pszName + cchName - 8, 8);
-            ulChunk >>= 8 * (8 - cchTail);
-        }
-        else
-        {
-            for (size_t i = 0; i < cchTail; ++i)
-                ulChunk |= (uint64)(uint8)pszName[i] << (8 * i);
-        }
-        ulHash = MixChunk(ulHash, ulChunk);
-    }
-    ulHash ^= ulHash >> 33;
-    ulHash *= 0xFF51AFD7ED558CCDull;
-    ulHash ^= ulHash >> 33;
-    return (uint32)ulHash;
-}
-
-// Reads the pooled text only up to its terminator: bytes past it may be a name another
-// thread is writing.
-bool BPooledNameEquals(const char* pszPooled, const char* pszName)
-{
-    for (;; ++pszPooled, ++pszName)
-    {
-        char chPooled = *pszPooled;
-        if (chPooled != *pszName)
-        {
-            if (V_tolower_ascii(chPooled) != V_tolower_ascii(*pszName))
-                return false;
-        }
-        else if (chPooled == '\0')
-        {
-            return true;
-        }
-    }
+    if (ich >= cch)
+        return true;
+    ulPooled = KeyNameWords::TailWord(pchPooled, cch, cch - ich);
+    uint64 ulName = KeyNameWords::TailWord(pchName, cch, cch - ich);
+    return ulPooled == ulName || KeyNameWords::LowerAscii8(ulPooled) == KeyNameWords::LowerAscii8(ulName);
 }
 
 const char* SkipExpressionPrefix(const char* pszName)
@@ -151,10 +106,10 @@ void CKeyValuesSystem::RegisterSizeofKeyValues(int nSize)
     }
 }
 
-HKeySymbol CKeyValuesSystem::Find(uint32 unHash, const char* pszName) const
+HKeySymbol CKeyValuesSystem::Find(const KeyName_s& name) const
 {
-    return m_index.Find(unHash, [this, pszName](HKeySymbol nSymbol)
-                        { return BPooledNameEquals(PooledText(nSymbol), pszName); });
+    return m_index.Find(name, [this, &name](HKeySymbol nSymbol)
+                        { return BPooledNameEquals(PooledText(nSymbol), name); });
 }
 
 // Every pooled name is in the index, so the pool, read in order, is the list to rebuild
@@ -175,7 +130,8 @@ void CKeyValuesSystem::GrowIndex()
                 for (uint32 ich = iBlock == 0 ? 1 : 0; ich < ichEnd && pBlock[ich];)
                 {
                     uint32 cchName = (uint32)strlen(pBlock + ich);
-                    fnAdd(HashName(pBlock + ich, cchName), (HKeySymbol)(iBlock * k_cubPoolBlock + ich));
+                    fnAdd(KeyNameOf(pBlock + ich, cchName, pBlock + ich + cchName + 1),
+                          (HKeySymbol)(iBlock * k_cubPoolBlock + ich));
                     ich += cchName + 1;
                 }
             }
@@ -204,7 +160,7 @@ bool CKeyValuesSystem::BOpenNextPoolBlock(PoolReport_s* pReport)
     return true;
 }
 
-HKeySymbol CKeyValuesSystem::AddStringToPool(const char* pszName, uint32 cchName, PoolReport_s* pReport)
+HKeySymbol CKeyValuesSystem::AddStringToPool(const char* pchName, uint32 cchName, PoolReport_s* pReport)
 {
     if (cchName > k_cchKeyNameMax)
     {
@@ -220,7 +176,8 @@ HKeySymbol CKeyValuesSystem::AddStringToPool(const char* pszName, uint32 cchName
         unPos = m_unPoolPos.load(std::memory_order_relaxed);
     }
     char* pBlock = m_rgpPoolBlocks[unPos / k_cubPoolBlock].load(std::memory_order_relaxed);
-    memcpy(pBlock + unPos % k_cubPoolBlock, pszName, cchName + 1);
+    memcpy(pBlock + unPos % k_cubPoolBlock, pchName, cchName);
+    pBlock[unPos % k_cubPoolBlock + cchName] = '\0';
     m_unPoolPos.store(unPos + cchName + 1, std::memory_order_release);
 
     m_rgnRecentKeys[m_iRecentKey] = (HKeySymbol)unPos;
@@ -234,31 +191,46 @@ HKeySymbol CKeyValuesSystem::GetSymbolForString(const char* pszName, bool bCreat
     if (!pszName || !*pszName)
         return 0;
     uint32 cchName = (uint32)strlen(pszName);
-    uint32 unHash = HashName(pszName, cchName);
-    HKeySymbol nSymbol = Find(unHash, pszName);
+    return SymbolForName(KeyNameOf(pszName, cchName, pszName + cchName + 1), bCreate);
+}
+
+HKeySymbol CKeyValuesSystem::SymbolForName(const KeyName_s& name, bool bCreate)
+{
+    if (name.m_cchName == 0)
+        return 0;
+    // A name too long for the pool is never in the index, whose keys hold ten bits of
+    // length: it goes straight to the insert, which refuses it.
+    bool bFits = name.m_cchName <= k_cchKeyNameMax;
+    HKeySymbol nSymbol = bFits ? Find(name) : 0;
     if (nSymbol || !bCreate)
         return nSymbol;
 
     PoolReport_s report;
     {
         std::unique_lock<std::shared_mutex> lock(m_mutex);
-        nSymbol = Find(unHash, pszName);
+        nSymbol = bFits ? Find(name) : 0;
         if (nSymbol)
             return nSymbol;
         // Grown before the name is pooled: the rebuild reads the pool.
         if (m_index.BFull())
             GrowIndex();
-        nSymbol = AddStringToPool(pszName, cchName, &report);
+        nSymbol = AddStringToPool(name.m_pchName, name.m_cchName, &report);
         if (nSymbol)
-            m_index.Insert(unHash, nSymbol);
+            m_index.Insert(name, nSymbol);
     }
     report.Emit();
     return nSymbol;
 }
 
-void CKeyValuesSystem::PrefetchName(const char* pchName, uint32 cchName) const
+void CKeyValuesSystem::PrefetchName(const KeyName_s& name) const
 {
-    m_index.Prefetch(HashName(pchName, cchName));
+    m_index.Prefetch(name);
+}
+
+bool CKeyValuesSystem::BIndexOutgrowsCaches() const
+{
+    // About what a core's second-level cache holds.
+    return m_index.Bytes() > (1u << 20);
 }
 
 const char* CKeyValuesSystem::GetStringForSymbol(HKeySymbol nSymbol)
@@ -351,7 +323,17 @@ IKeyValuesSystem* KeyValuesSystem()
     return GlobalKeyValuesSystem();
 }
 
-void PrefetchKeyName(const char* pchName, uint32 cchName)
+HKeySymbol InternKeyName(const KeyName_s& name)
 {
-    GlobalKeyValuesSystem()->PrefetchName(pchName, cchName);
+    return GlobalKeyValuesSystem()->SymbolForName(name, true);
+}
+
+void PrefetchKeyName(const KeyName_s& name)
+{
+    GlobalKeyValuesSystem()->PrefetchName(name);
+}
+
+bool BKeyNamesOutgrowCaches()
+{
+    return GlobalKeyValuesSystem()->BIndexOutgrowsCaches();
 }

@@ -18,7 +18,6 @@ public:
     static constexpr uint32 k_cubPoolWarn = k_cubPoolMax / 4 * 3;             // 0x1800000
     static constexpr uint32 k_cchKeyNameMax = 1023;
     static constexpr uint32 k_cRecentKeys = 4096;
-    static constexpr uint32 k_unHashSeed = 0x417;
 
     CKeyValuesSystem();
     ~CKeyValuesSystem();
@@ -37,15 +36,19 @@ public:
     bool LoadedKeyValueFile(const char* pszFile) override;
     void DumpRecentKeys(uint32 nCount) override;
 
-    // Starts loading the index line where a lookup of these cch bytes will probe.
-    void PrefetchName(const char* pchName, uint32 cchName) const;
+    // GetSymbolForString for a name described by KeyNameOf.
+    HKeySymbol SymbolForName(const KeyName_s& name, bool bCreate);
+    // Starts loading the index line where a lookup of the name will probe.
+    void PrefetchName(const KeyName_s& name) const;
+    // The index is larger than a core's own caches, so its lookups wait for memory.
+    bool BIndexOutgrowsCaches() const;
 
     int GetLargestKeyValuesSize() const { return m_nLargestKeyValuesSize.load(std::memory_order_relaxed); }
     // Bytes of the pool handed out so far (the next symbol, when it fits the current block).
     uint32 GetPoolUsed() const { return m_unPoolPos.load(std::memory_order_acquire); }
 
 private:
-    HKeySymbol Find(uint32 unHash, const char* pszName) const;
+    HKeySymbol Find(const KeyName_s& name) const;
     const char* PooledText(HKeySymbol nSymbol) const
     {
         return m_rgpPoolBlocks[(uint32)nSymbol / k_cubPoolBlock].load(std::memory_order_acquire) +
@@ -54,7 +57,7 @@ private:
     void GrowIndex();
     // Pool failures are collected here and reported once the write lock is released.
     struct PoolReport_s;
-    HKeySymbol AddStringToPool(const char* pszName, uint32 cchName, PoolReport_s* pReport);
+    HKeySymbol AddStringToPool(const char* pchName, uint32 cchName, PoolReport_s* pReport);
     bool BOpenNextPoolBlock(PoolReport_s* pReport);
 
     std::atomic<char*> m_rgpPoolBlocks[k_cPoolBlocksMax] = {};

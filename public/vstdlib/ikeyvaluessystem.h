@@ -3,6 +3,7 @@
 // and nodes keep the 25-bit symbol instead of the text.
 
 #include "tier0/basetypes.h"
+#include "vstdlib/keyname.h"
 
 typedef int32 HKeySymbol;
 constexpr HKeySymbol INVALID_KEY_SYMBOL = -1;
@@ -37,6 +38,9 @@ protected:
 
 // The one instance, created on first use and never destroyed.
 IKeyValuesSystem* KeyValuesSystem();
-// A hint for readers that meet a new name every few bytes: starts loading the part of the
-// one instance's index that a lookup of the cchName bytes at pchName will read.
-void PrefetchKeyName(const char* pchName, uint32 cchName);
+// For readers, which describe each name once with KeyNameOf: GetSymbolForString with
+// creation, in the one instance; and a hint that starts loading the part of its index a
+// lookup of the name will read, worth it only where BKeyNamesOutgrowCaches says so.
+HKeySymbol InternKeyName(const KeyName_s& name);
+void PrefetchKeyName(const KeyName_s& name);
+bool BKeyNamesOutgrowCaches();
