@@ -150,6 +150,34 @@ TEST(KeyValuesReader, EscapedTextsDecodeAsTheCharacterRulesSay)
     }
 }
 
+// A document of more distinct names than the reader keeps close, then the same names in
+// other case: every key still gets its own name's symbol (the first spelling).
+TEST(KeyValuesReader, ManyDistinctNamesThenRepeatsKeepTheirSymbols)
+{
+    const int cNames = 20000;
+    std::string strText = "doc { first {";
+    for (int i = 0; i < cNames; ++i)
+        strText += " \"distinct" + std::to_string(i) + "\" " + std::to_string(i);
+    strText += " } again {";
+    for (int i = cNames - 1; i >= 0; --i)
+        strText += " \"DISTINCT" + std::to_string(i) + "\" " + std::to_string(i);
+    strText += " } }";
+    LoadResult_s result = LoadText(strText, true);
+    ASSERT_TRUE(result.m_bClean) << result.m_strErrors;
+    int cChecked = 0;
+    for (const char* pszSection : {"first", "again"})
+    {
+        for (KeyValues* pkv = result.m_pkv->FindKey(pszSection)->GetFirstSubKey(); pkv;
+             pkv = pkv->GetNextKey())
+        {
+            std::string strExpected = "distinct" + std::to_string(pkv->GetInt());
+            ASSERT_STREQ(strExpected.c_str(), pkv->GetName());
+            ++cChecked;
+        }
+    }
+    EXPECT_EQ(2 * cNames, cChecked);
+}
+
 TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
 {
     const auto ValueTree = [](const std::string& strValue)

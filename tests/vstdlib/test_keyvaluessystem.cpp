@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <memory>
@@ -57,6 +58,58 @@ TEST(KeyValuesSystem, NamesDifferingInAsciiCaseShareTheFirstSpelling)
     nSymbol = pTable->GetSymbolForString("HKEY_LOCAL_MACHINE\\Software\\Pellan");
     EXPECT_EQ(nSymbol, pTable->GetSymbolForString("hkey_local_machine\\SOFTWARE\\pellaN", false));
     EXPECT_EQ(0, pTable->GetSymbolForString("hkey_local_machine\\SOFTWARE\\pella", false));
+}
+
+// Names are compared a word at a time: a difference, or a case difference, at every
+// position of names of every length around the word edges.
+TEST(KeyValuesSystem, NamesMatchOnEveryCharacterAtEveryLength)
+{
+    auto pTable = NewTable();
+    for (size_t cch = 1; cch <= 25; ++cch)
+    {
+        std::string strName(cch, 'k');
+        HKeySymbol nSymbol = pTable->GetSymbolForString(strName.c_str());
+        for (size_t ich = 0; ich < cch; ++ich)
+        {
+            SCOPED_TRACE(testing::Message() << cch << " characters, position " << ich);
+            std::string strOther = strName, strUpper = strName;
+            strOther[ich] = 'q';
+            strUpper[ich] = 'K';
+            EXPECT_EQ(0, pTable->GetSymbolForString(strOther.c_str(), false));
+            EXPECT_EQ(nSymbol, pTable->GetSymbolForString(strUpper.c_str(), false));
+        }
+    }
+}
+
+// Two names of one length whose hashes agree on the index's tag and home slot: the lookup
+// of one must read the pool and refuse the other. The pair is searched for among a million
+// names (a collision on 42 bits: the hash of today has one there; another hash may need
+// more names); the index of a fresh table has 8,192 slots.
+TEST(KeyValuesSystem, NamesWhoseHashesCollideStayApart)
+{
+    const uint32 cNames = 1u << 20;
+    std::vector<std::pair<uint64, uint32>> vecKeys(cNames);
+    char szName[16];
+    for (uint32 i = 0; i < cNames; ++i)
+    {
+        snprintf(szName, sizeof(szName), "c%011u", i);
+        uint64 ulHash = KeyNameOf(szName, 12, szName + 13).m_ulHash;
+        vecKeys[i] = {(ulHash >> 35 << 13) | (ulHash & 8191), i};
+    }
+    std::sort(vecKeys.begin(), vecKeys.end());
+    auto it = std::adjacent_find(vecKeys.begin(), vecKeys.end(),
+                                 [](const auto& a, const auto& b) { return a.first == b.first; });
+    ASSERT_NE(vecKeys.end(), it) << "no colliding pair among the names searched";
+    char szOther[16];
+    snprintf(szName, sizeof(szName), "c%011u", it->second);
+    snprintf(szOther, sizeof(szOther), "c%011u", (it + 1)->second);
+    auto pTable = NewTable();
+    HKeySymbol nSymbol = pTable->GetSymbolForString(szName);
+    EXPECT_EQ(0, pTable->GetSymbolForString(szOther, false)) << szName << " and " << szOther;
+    HKeySymbol nOther = pTable->GetSymbolForString(szOther);
+    EXPECT_NE(nSymbol, nOther);
+    EXPECT_EQ(nOther, pTable->GetSymbolForString(szOther, false));
+    EXPECT_EQ(nSymbol, pTable->GetSymbolForString(szName, false));
 }
 
 // 1,023 characters take 1,024 bytes: block 0 (offset 0 taken) holds 31 of them, the others
