@@ -54,26 +54,23 @@ namespace
 // so both are read a word a step.
 bool BPooledNameEquals(const char* pchPooled, const KeyName_s& name)
 {
+    using namespace KeyNameWords;
+    auto WordsEqual = [](uint64 ulPooled, uint64 ulName)
+    { return ulPooled == ulName || LowerAscii8(ulPooled) == LowerAscii8(ulName); };
     const uint32 cch = name.m_cchName;
-    const char* pchName = name.m_pchName;
-    uint64 ulPooled = KeyNameWords::NameWord(pchPooled, cch, pchPooled + cch + 1);
-    if (ulPooled != name.m_ulFirstWord &&
-        KeyNameWords::LowerAscii8(ulPooled) != KeyNameWords::LowerAscii8(name.m_ulFirstWord))
+    if (!WordsEqual(NameWord(pchPooled, cch, pchPooled + cch + 1), name.m_ulFirstWord))
         return false;
     uint32 ich = 8;
     for (; ich + 8 <= cch; ich += 8)
     {
         uint64 ulPooled, ulName;
         memcpy(&ulPooled, pchPooled + ich, 8);
-        memcpy(&ulName, pchName + ich, 8);
-        if (ulPooled != ulName && KeyNameWords::LowerAscii8(ulPooled) != KeyNameWords::LowerAscii8(ulName))
+        memcpy(&ulName, name.m_pchName + ich, 8);
+        if (!WordsEqual(ulPooled, ulName))
             return false;
     }
-    if (ich >= cch)
-        return true;
-    ulPooled = KeyNameWords::TailWord(pchPooled, cch, cch - ich);
-    uint64 ulName = KeyNameWords::TailWord(pchName, cch, cch - ich);
-    return ulPooled == ulName || KeyNameWords::LowerAscii8(ulPooled) == KeyNameWords::LowerAscii8(ulName);
+    return ich >= cch ||
+           WordsEqual(TailWord(pchPooled, cch, cch - ich), TailWord(name.m_pchName, cch, cch - ich));
 }
 
 const char* SkipExpressionPrefix(const char* pszName)

@@ -1,7 +1,7 @@
 #pragma once
 // A key name as the key-name table files it: its case-insensitive hash and its first
-// word, computed once per name. Inline, because a reader computes one for every key it
-// reads, and a call per key cost more than the work.
+// word, computed once per name and used for the lookup and for the hint ahead of it.
+// Inline: a reader computes one for every key it reads.
 
 #include <cstring>
 
@@ -18,7 +18,7 @@ struct KeyName_s
 
 namespace KeyNameWords
 {
-constexpr uint64 k_unHashSeed = 0x417;
+constexpr uint64 k_ulHashSeed = 0x417;
 constexpr uint64 k_ulEveryByte = 0x0101010101010101ull;
 
 // A-Z to a-z in eight bytes at once; bytes 0x80 and above are left alone.
@@ -79,7 +79,7 @@ inline KeyName_s KeyNameOf(const char* pchName, uint32 cchName, const char* pchR
     if (cchName == 0)
         return {pchName, 0, 0, 0};
     uint64 ulFirstWord = NameWord(pchName, cchName, pchReadableEnd);
-    uint64 ulHash = Mix(k_unHashSeed ^ ((uint64)cchName << 32), LowerAscii8(ulFirstWord));
+    uint64 ulHash = Mix(k_ulHashSeed ^ ((uint64)cchName << 32), LowerAscii8(ulFirstWord));
     uint32 ich = 8;
     for (; ich + 8 <= cchName; ich += 8)
     {
