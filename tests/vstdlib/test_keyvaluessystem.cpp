@@ -84,17 +84,20 @@ TEST(KeyValuesSystem, NamesMatchOnEveryCharacterAtEveryLength)
 // Two names of one length whose hashes agree on the index's tag and home slot: the lookup
 // of one must read the pool and refuse the other. The pair is searched for among a million
 // names (a collision on 42 bits: the hash of today has one there; another hash may need
-// more names); the index of a fresh table has 8,192 slots.
+// more names).
 TEST(KeyValuesSystem, NamesWhoseHashesCollideStayApart)
 {
     const uint32 cNames = 1u << 20;
+    const int nTagShift = CKeyNameIndex::k_nTagShift;
+    const uint64 ulSlotMask = CKeyNameIndex::k_cSlotsInitial - 1; // a fresh table's index
+    const int cSlotBits = __builtin_popcountll(ulSlotMask);
     std::vector<std::pair<uint64, uint32>> vecKeys(cNames);
     char szName[16];
     for (uint32 i = 0; i < cNames; ++i)
     {
         snprintf(szName, sizeof(szName), "c%011u", i);
         uint64 ulHash = KeyNameOf(szName, 12, szName + 13).m_ulHash;
-        vecKeys[i] = {(ulHash >> 35 << 13) | (ulHash & 8191), i};
+        vecKeys[i] = {(ulHash >> nTagShift << cSlotBits) | (ulHash & ulSlotMask), i};
     }
     std::sort(vecKeys.begin(), vecKeys.end());
     auto it = std::adjacent_find(vecKeys.begin(), vecKeys.end(),
