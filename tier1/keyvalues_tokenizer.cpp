@@ -113,6 +113,8 @@ void CKeyValuesTokenizer::SkipWhiteSpaceAndComments()
 
 bool CKeyValuesTokenizer::BReadTokenSlow(bool bUseEscapes, KeyValuesToken_s* pToken)
 {
+    if (bUseEscapes && BReadEscapedWide(pToken))
+        return true;
     *pToken = {nullptr, 0, false, false};
     SkipWhiteSpaceAndComments();
     if (m_bGetOverflow || m_pch >= m_pchEnd)
@@ -198,6 +200,30 @@ bool CKeyValuesTokenizer::BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken
         return pToken->m_cchText <= m_cchTokenMax || BTruncate(pToken, pchQuote + 1 + m_cchTokenMax);
     }
     return BReadQuotedEscaped(bUseEscapes ? m_pEscapes : m_pNoEscapes, pchClose, pToken);
+}
+
+// The quoted token the inline path declined at an escape, decoded in one go when it is
+// the next token and the wide decoder takes it to its closing quote; anything else (an
+// unknown escape, a NUL, the end of the data, a token too long) is left, untouched, to
+// the general path. Texts with paths in them, the common escaped token, take no detours.
+bool CKeyValuesTokenizer::BReadEscapedWide(KeyValuesToken_s* pToken)
+{
+    const char* pchQuote = m_pchScannedQuote;
+    const char* pchSpecial = m_pchScannedSpecial;
+    if (!m_pWideEscapes || !m_bPlain || !m_bScannedEscapes || !pchQuote || pchSpecial >= m_pchEnd ||
+        *pchSpecial != m_chEscape || (uint32)(pchSpecial - pchQuote - 1) > m_cchTokenMax ||
+        SkipSpaces(m_pch, m_pchEnd) != pchQuote)
+        return false;
+    int cchOut = (int)(pchSpecial - pchQuote - 1);
+    memcpy(m_pchTokenBuffer, pchQuote + 1, (size_t)cchOut);
+    const char* pch =
+        m_pWideEscapes->Decode(pchSpecial, m_pchEnd, m_pchTokenBuffer, &cchOut, (int)m_cchTokenMax);
+    if (pch >= m_pchEnd || *pch != '"')
+        return false;
+    m_pchSlowTokenStart = pchQuote;
+    m_pch = pch + 1;
+    *pToken = {m_pchTokenBuffer, (uint32)cchOut, true, false};
+    return true;
 }
 
 // Copies plain text into the token buffer 64 bytes a step where the processor allows (see

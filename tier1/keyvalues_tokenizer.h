@@ -287,6 +287,7 @@ private:
         m_bPlain = false;
     }
     bool BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken);
+    bool BReadEscapedWide(KeyValuesToken_s* pToken);
     bool BReadQuotedEscaped(CUtlCharConversion* pConv, const char* pchPlainEnd, KeyValuesToken_s* pToken);
     const char* CopyPlainAndEscapes(const char* pch, char chEscape, const char* rgchEscapes, int* pcchOut);
     bool BReadUnquoted(KeyValuesToken_s* pToken);
