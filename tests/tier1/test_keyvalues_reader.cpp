@@ -108,7 +108,7 @@ TEST(KeyValuesReader, EscapedTextsDecodeAsTheCharacterRulesSay)
         {"\\n", "\n", 1},        {"\\t", "\t", 1},
         {"\\\"", "\"", 1},       {"\\z", "\0z", 2},
         {"\\\xC3", "\0\xC3", 2}, {"\xC3\xA9", "\xC3\xA9", 2},
-        {"'", "'", 1},
+        {"'", "'", 1},           {"\\\xEE", "\0\xEE", 2}, // 0xEE less its top bit is 'n': still unknown
     };
     auto Value = [](KeyValues* pkv, const char* pszName)
     {
