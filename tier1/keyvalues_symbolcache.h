@@ -133,22 +133,24 @@ private:
         free(pOld);
     }
 
-    // Exact bytes, eight per step: cheaper than the table's case-folding hash. The last
-    // partial word is read whole (TailWord) when the name has eight bytes.
+    // Exact bytes, eight per step: cheaper than the table's case-folding hash. Each word
+    // goes through a multiply-and-fold, so every byte reaches the low bits the slot comes
+    // from; a plain multiply left the last bytes out of them, and names such as "lang 120"
+    // and "lang 121" shared one slot and chained. The last partial word is read whole
+    // (TailWord) when the name has eight bytes.
     static uint64 Hash(uint64 ulFirstWord, const char* pch, uint32 cch)
     {
-        uint64 ulHash = (cch * 0x9E3779B97F4A7C15ull) ^ ulFirstWord;
+        uint64 ulHash = KeyNameWords::Mix(cch * 0x9E3779B97F4A7C15ull, ulFirstWord);
         uint32 ich = 8;
         for (; ich + 8 <= cch; ich += 8)
         {
             uint64 ulWord;
             memcpy(&ulWord, pch + ich, 8);
-            ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ ulWord;
+            ulHash = KeyNameWords::Mix(ulHash, ulWord);
         }
         if (ich < cch)
-            ulHash = (ulHash * 0xFF51AFD7ED558CCDull) ^ KeyNameWords::TailWord(pch, cch, cch - ich);
-        ulHash *= 0xC4CEB9FE1A85EC53ull;
-        return ulHash ^ (ulHash >> 29);
+            ulHash = KeyNameWords::Mix(ulHash, KeyNameWords::TailWord(pch, cch, cch - ich));
+        return ulHash;
     }
 
     Entry_s* m_pEntries;
