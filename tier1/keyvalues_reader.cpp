@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 
+#include "keyvalues_namelookahead.h"
 #include "keyvalues_pool.h"
 #include "keyvalues_symbolcache.h"
 #include "keyvalues_tokenizer.h"
@@ -143,8 +144,7 @@ private:
     {
         return m_tokenizer.BReadToken(bUseEscapes, pToken);
     }
-    HKeySymbol SymbolOf(const KeyValuesToken_s& token);
-    void PrefetchNextName(bool bEscapes);
+    HKeySymbol SymbolOf(const KeyValuesToken_s& token, const KeyName_s* pNameAhead);
     KeyValues* NewNode(HKeySymbol nSymbol, bool bEscapes)
     {
         return ::new (m_nodes.New()) KeyValues(nSymbol, bEscapes);
@@ -165,16 +165,16 @@ private:
     CKeyValuesTokenizer m_tokenizer;
     CKeyValuesParser& m_parser;
     CKeySymbolCache m_symbolCache;
-    // The name PrefetchNextName looked for ahead, where it lies in the document.
-    KeyName_s m_prefetched = {};
-    bool m_bPrefetchNames = false; // checked as each section opens
+    CKeyNameLookahead m_lookahead;
+    bool m_bLookAhead = false; // checked as each section opens
     CNodeBatch m_nodes;
     KeyValues* m_pkvCurrent = nullptr; // the innermost open section
     int m_nOpenSections = 0;
     bool m_bStopped = false; // nesting went past its bound: the load ends
 };
 
-HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
+// pNameAhead: the token's name as the look-ahead hashed it, if it did.
+HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token, const KeyName_s* pNameAhead)
 {
     const char* pchReadableEnd = m_tokenizer.ReadableEnd(token);
     CKeySymbolCache::Probe_s probe;
@@ -185,25 +185,11 @@ HKeySymbol CKeyValuesReader::SymbolOf(const KeyValuesToken_s& token)
         if (nSymbol != INVALID_KEY_SYMBOL)
             return nSymbol;
     }
-    bool bPrefetched = token.m_pchText == m_prefetched.m_pchName && token.m_cchText == m_prefetched.m_cchName;
-    HKeySymbol nSymbol = InternKeyName(
-        bPrefetched ? m_prefetched : KeyNameOf(token.m_pchText, token.m_cchText, pchReadableEnd));
+    HKeySymbol nSymbol =
+        InternKeyName(pNameAhead ? *pNameAhead : KeyNameOf(token.m_pchText, token.m_cchText, pchReadableEnd));
     if (bProbe)
         m_symbolCache.Store(probe, token.m_pchText, token.m_cchText, nSymbol);
     return nSymbol;
-}
-
-// Once the key-name table's index outgrows the caches, each name costs a wait for memory:
-// the next entry's name is looked for there one entry ahead, so its line is on the way
-// while this one is read, and what the look-up needs is kept for when it is read.
-void CKeyValuesReader::PrefetchNextName(bool bEscapes)
-{
-    const char* pchName;
-    uint32 cchName;
-    if (!m_bPrefetchNames || !m_tokenizer.BPeekTokenAfterNext(bEscapes, &pchName, &cchName))
-        return;
-    m_prefetched = KeyNameOf(pchName, cchName, m_tokenizer.ReadableEnd({pchName, cchName, true, false}));
-    PrefetchKeyName(m_prefetched);
 }
 
 bool CKeyValuesReader::BEvaluate(const KeyValuesToken_s& token)
@@ -274,7 +260,7 @@ void CKeyValuesReader::OpenSection(KeyValues* pkvSection, KeyValues* pkvParent, 
     m_parser.PushKey(pkvSection->GetNameSymbol());
     m_parser.PushKey(INVALID_KEY_SYMBOL);
     pkvSection->m_Value.m_section.m_pLast = nullptr;
-    m_bPrefetchNames = BKeyNamesOutgrowCaches();
+    m_bLookAhead = BKeyNamesOutgrowCaches();
     if (pkvParent)
         pkvSection->m_pPeer = (KeyValues*)((uintp)pkvParent | (bDropWhenClosed ? 1 : 0));
     m_pkvCurrent = pkvSection;
@@ -345,8 +331,11 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
     if (token.IsUnquoted('}'))
         return k_EEntryClosed;
 
-    PrefetchNextName(bEscapes);
-    HKeySymbol nSymbol = SymbolOf(token);
+    // Names the cache answers need no look-ahead.
+    const KeyName_s* pNameAhead = (m_bLookAhead && m_symbolCache.BSteppedAside())
+                                      ? m_lookahead.Advance(m_tokenizer, bEscapes, token)
+                                      : nullptr;
+    HKeySymbol nSymbol = SymbolOf(token, pNameAhead);
     KeyValues* pkvChild = NewNode(nSymbol, bEscapes);
     if (IKeyValuesReadObserver* pObserver = m_parser.GetObserver())
         pObserver->OnKey(pkvChild, m_tokenizer.StartOffset(token));
@@ -471,7 +460,7 @@ void CKeyValuesReader::ReadDocument(KeyValues* pkvRoot)
                           m_parser.GetResourceName());
             continue;
         }
-        HKeySymbol nSymbol = SymbolOf(token);
+        HKeySymbol nSymbol = SymbolOf(token, nullptr);
         if (!pkvKey)
             pkvKey = NewNode(nSymbol, bEscapes);
         pkvKey->SetNameSymbol(nSymbol);

@@ -47,6 +47,9 @@ public:
         return bProbe;
     }
 
+    // Whether the cache has stepped aside: most names now go to the key-name table.
+    bool BSteppedAside() const { return !m_bProbing; }
+
     // The symbol cached for the cch bytes at pch, or INVALID_KEY_SYMBOL (and the probe
     // for Store). Memory up to pchReadableEnd may be read.
     HKeySymbol Find(const char* pch, uint32 cch, const char* pchReadableEnd, Probe_s* pProbe)

@@ -144,23 +144,32 @@ public:
     // false). Reading it may also reach the end of the input (a quote never closed), so
     // only braces and cleanly closed quoted tokens are judged without reading them.
     bool BReadConditional(bool bUseEscapes, KeyValuesToken_s* pToken, bool* pbClean);
-    // The quoted token after the next one, when both are simple (in a section of pairs,
-    // the next entry's name, read ahead so its lookup can be started early). The next
-    // token is remembered, so reading it does not scan it again.
-    bool BPeekTokenAfterNext(bool bUseEscapes, const char** ppchText, uint32* pcchText)
+    // Looking ahead without reading: from pchFrom, just past a pair's name in the
+    // document, its value and the next name, both simple quoted tokens. Returns that
+    // name's closing quote (its text starts at *ppchName), or null.
+    const char* PeekNameAfterValue(const char* pchFrom, bool bUseEscapes, const char** ppchName) const
     {
         const char* pchClose;
-        const char* pchStart = FindSimpleToken(bUseEscapes, &pchClose);
+        const char* pchStart =
+            FindSimpleTokenAt(KeyValuesChars::SkipSpaces(pchFrom, m_pchEnd), bUseEscapes, &pchClose);
         if (!pchStart || *pchStart != '"')
-            return false;
-        RememberSimpleToken(bUseEscapes, pchStart, pchClose);
+            return nullptr;
         pchStart =
             FindSimpleTokenAt(KeyValuesChars::SkipSpaces(pchClose + 1, m_pchEnd), bUseEscapes, &pchClose);
         if (!pchStart || *pchStart != '"')
-            return false;
-        *ppchText = pchStart + 1;
-        *pcchText = (uint32)(pchClose - pchStart - 1);
-        return true;
+            return nullptr;
+        *ppchName = pchStart + 1;
+        return pchClose;
+    }
+    // The closing quote of a quoted token read straight from the document, else null. A
+    // token decoded into the token buffer is not terminated there, and the byte after it
+    // may well be a quote: a look-ahead from it would run through foreign memory.
+    const char* QuotedTokenClose(const KeyValuesToken_s& token) const
+    {
+        if (!token.m_bQuoted || token.IsEnd() || ReadableEnd(token) != m_pchEnd)
+            return nullptr;
+        const char* pchClose = token.m_pchText + token.m_cchText;
+        return (pchClose < m_pchEnd && *pchClose == '"') ? pchClose : nullptr;
     }
     // The token's text with its terminator, copied into the token buffer when needed.
     const char* TerminatedText(const KeyValuesToken_s& token);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "tier0/platform.h"
 #include "tier1/utlbuffer.h"
 #include "tracedcall.h"
+#include "vstdlib/ikeyvaluessystem.h"
 
 namespace
 {
@@ -176,6 +178,87 @@ TEST(KeyValuesReader, ManyDistinctNamesThenRepeatsKeepTheirSymbols)
         }
     }
     EXPECT_EQ(2 * cNames, cChecked);
+}
+
+// Once the key-name table outgrows the caches, the reader hashes names a few pairs ahead
+// where names seldom repeat. Runs of distinct names are broken at random by what the
+// look-ahead must not take for a name (escaped names, conditionals, comments, sections,
+// unquoted keys, names in another case), and sections of a few repeated names turn it
+// off and on again mid-run. Values number the keys, so each is checked against the name
+// it was written with.
+TEST(KeyValuesReader, NamesReadAheadInALargeTableStayWithTheirKeys)
+{
+    for (int i = 0; i < 150000; ++i)
+        KeyValuesSystem()->GetSymbolForString(("filler" + std::to_string(i)).c_str(), true);
+    ASSERT_TRUE(BKeyNamesOutgrowCaches());
+
+    std::mt19937 rng(13);
+    std::vector<std::string> vecExpected;
+    std::string strText = "doc {";
+    auto AddPair = [&](const std::string& strKey, const std::string& strName, const char* pszAfter = "")
+    {
+        strText += strKey + " \"" + std::to_string(vecExpected.size()) + "\"" + pszAfter +
+                   (rng() % 40 == 0 ? " \"sub\" { }\n" : "\n");
+        vecExpected.push_back(strName);
+    };
+    for (int iSection = 0; iSection < 6; ++iSection)
+    {
+        strText += " \"group" + std::to_string(iSection) + "\" {\n";
+        for (int iPair = 0; iPair < 6000; ++iPair)
+        {
+            // Every "n" name is six characters, so a name queued for another key would
+            // often fit this one's length.
+            std::string strName = "n" + std::to_string(10000 + vecExpected.size());
+            if (iSection % 2)
+            {
+                strName = "n" + std::to_string(10000 + rng() % 8);
+                AddPair("\"" + strName + "\"", strName);
+                continue;
+            }
+            // The first eight are plain: the names the rest repeat.
+            switch (vecExpected.size() < 8 ? 5 : rng() % 24)
+            {
+                case 0:
+                    AddPair("\"esc\\\\" + strName + "\"", "esc\\" + strName);
+                    break;
+                case 1:
+                    AddPair("\"" + strName + "\"", strName, " [$WIN32]");
+                    break;
+                case 2:
+                    strText += "// \"not\" \"a key\"\n";
+                    AddPair("\"" + strName + "\"", strName);
+                    break;
+                case 3:
+                    AddPair(strName, strName);
+                    break;
+                case 4:
+                    strName = "n" + std::to_string(10000 + rng() % 8);
+                    AddPair("\"N" + strName.substr(1) + "\"", strName);
+                    break;
+                default:
+                    AddPair("\"" + strName + "\"", strName);
+                    break;
+            }
+        }
+        strText += "}\n";
+    }
+    strText += "}";
+
+    LoadResult_s result = LoadText(strText, true);
+    ASSERT_TRUE(result.m_bClean) << result.m_strErrors;
+    size_t cChecked = 0;
+    for (KeyValues* pkvGroup = result.m_pkv->GetFirstSubKey(); pkvGroup; pkvGroup = pkvGroup->GetNextKey())
+    {
+        for (KeyValues* pkv = pkvGroup->GetFirstSubKey(); pkv; pkv = pkv->GetNextKey())
+        {
+            if (!strcmp(pkv->GetName(), "sub"))
+                continue;
+            ASSERT_EQ(vecExpected[(size_t)pkv->GetInt()], pkv->GetName())
+                << "the key valued " << pkv->GetInt();
+            ++cChecked;
+        }
+    }
+    EXPECT_EQ(vecExpected.size(), cChecked);
 }
 
 TEST(KeyValuesReader, OnlyPlainThirtyTwoBitIntegersBecomeIntegers)
