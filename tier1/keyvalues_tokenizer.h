@@ -149,13 +149,13 @@ public:
     // name's closing quote (its text starts at *ppchName), or null.
     const char* PeekNameAfterValue(const char* pchFrom, bool bUseEscapes, const char** ppchName) const
     {
+        if (!m_bPlain)
+            return nullptr;
         const char* pchClose;
-        const char* pchStart =
-            FindSimpleTokenAt(KeyValuesChars::SkipSpaces(pchFrom, m_pchEnd), bUseEscapes, &pchClose);
+        const char* pchStart = FindSimpleTokenFrom(pchFrom, bUseEscapes, &pchClose);
         if (!pchStart || *pchStart != '"')
             return nullptr;
-        pchStart =
-            FindSimpleTokenAt(KeyValuesChars::SkipSpaces(pchClose + 1, m_pchEnd), bUseEscapes, &pchClose);
+        pchStart = FindSimpleTokenFrom(pchClose + 1, bUseEscapes, &pchClose);
         if (!pchStart || *pchStart != '"')
             return nullptr;
         *ppchName = pchStart + 1;
@@ -206,7 +206,11 @@ private:
             *ppchClose = m_pchKnownClose;
             return m_pchKnownStart;
         }
-        const char* pch = m_pch;
+        return FindSimpleTokenFrom(m_pch, bUseEscapes, ppchClose);
+    }
+    // FindSimpleToken from pch, which lies in the document, instead of the read position.
+    const char* FindSimpleTokenFrom(const char* pch, bool bUseEscapes, const char** ppchClose) const
+    {
         const char* pchClose = nullptr;
 #if defined(__SSE2__)
         if (m_pchEnd - pch >= 16)
