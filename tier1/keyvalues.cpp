@@ -233,6 +233,14 @@ void* KeyValues::AllocHeapText(size_t cub)
     return cub <= k_cubPooledTextMax ? KeyValuesPoolAllocText((uint32)cub) : AllocOrDie(cub);
 }
 
+void KeyValues::FreeHeapText(void* pText, size_t cub)
+{
+    if (cub <= k_cubPooledTextMax)
+        KeyValuesPoolFreeText(pText);
+    else
+        free(pText);
+}
+
 void KeyValues::FreeHeapText()
 {
     if (m_bPooledText)

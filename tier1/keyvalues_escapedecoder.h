@@ -22,6 +22,13 @@ public:
     // lie within the room and are overwritten or past the token's end. Returns where the
     // input stopped, never inside an escape.
     const char* Decode(const char* pch, const char* pchEnd, char* pchOut, int* pcchOut, int cchOutMax) const;
+    // Decodes all of [pch, pchEnd), which holds no NUL and no quote that is not escaped and
+    // does not end inside an escape, into pchOut, and writes nothing past the decoded text
+    // (never more than pchEnd - pch bytes). Returns the text's length: an unknown escape
+    // ends it (*pbCut), as the NUL it stands for would.
+    int DecodeWhole(const char* pch, const char* pchEnd, char* pchOut, bool* pbCut) const;
+    // The first quote or NUL in [pch, pchEnd), else pchEnd.
+    const char* FindQuoteOrNul(const char* pch, const char* pchEnd) const;
 
 private:
     alignas(64) char m_rgchTranslated[128]; // the pair's byte by the second byte, 0 unknown

@@ -40,7 +40,7 @@ public:
                 break;
             uint32 cchName = (uint32)(m_pchRunEnd - pchName);
             KeyName_s& name = m_rgQueued[(m_iFirst + m_cQueued) % k_cAhead];
-            name = KeyNameOf(pchName, cchName, tokenizer.ReadableEnd({pchName, cchName, true, false}));
+            name = KeyNameOf(pchName, cchName, tokenizer.ReadableEnd({pchName, cchName, true, false, false}));
             PrefetchKeyName(name);
             ++m_cQueued;
         }

@@ -140,9 +140,10 @@ private:
     };
 
     bool BReadTopLevelBody(KeyValues* pkvKey);
-    bool BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken)
+    // Where a value may stand (bValue), escaped text may be left for SetValueFromToken.
+    bool BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken, bool bValue = false)
     {
-        return m_tokenizer.BReadToken(bUseEscapes, pToken);
+        return m_tokenizer.BReadToken(bUseEscapes, pToken, bValue);
     }
     HKeySymbol SymbolOf(const KeyValuesToken_s& token, const KeyName_s* pNameAhead);
     KeyValues* NewNode(HKeySymbol nSymbol, bool bEscapes)
@@ -160,6 +161,8 @@ private:
     void Append(KeyValues* pkvSection, KeyValues* pkvChild);
     void DestroyFirstNamed(KeyValues* pkvSection, HKeySymbol nSymbol);
     void SetValueFromToken(KeyValues* pkv, const KeyValuesToken_s& token);
+    void SetValueFromText(KeyValues* pkv, const char* pch, uint32 cch, const char* pchReadableEnd);
+    void SetValueFromEscaped(KeyValues* pkv, const KeyValuesToken_s& token);
     EEntryResult Fail(const char* pszMessage, KeyValues* pkvPending);
 
     CKeyValuesTokenizer m_tokenizer;
@@ -203,28 +206,68 @@ bool CKeyValuesReader::BEvaluate(const KeyValuesToken_s& token)
 
 void CKeyValuesReader::SetValueFromToken(KeyValues* pkv, const KeyValuesToken_s& token)
 {
+    if (token.m_bEscaped)
+        SetValueFromEscaped(pkv, token);
+    else
+        SetValueFromText(pkv, token.m_pchText, token.m_cchText, m_tokenizer.ReadableEnd(token));
+}
+
+// Memory up to pchReadableEnd may be read.
+void CKeyValuesReader::SetValueFromText(KeyValues* pkv, const char* pch, uint32 cch,
+                                        const char* pchReadableEnd)
+{
     int32 nValue;
-    if (BTokenIsInteger(token.m_pchText, token.m_cchText, &nValue))
+    if (BTokenIsInteger(pch, cch, &nValue))
     {
         pkv->m_Value.m_nValue = nValue;
         pkv->m_iDataType = KeyValues::TYPE_INT;
         return;
     }
     // The node is fresh: its value is zeroed and holds nothing to free.
-    uint32 cch = token.m_cchText;
     if (cch < sizeof(pkv->m_Value.m_szInline))
     {
-        CopyShortText(pkv->m_Value.m_szInline, token.m_pchText, cch, m_tokenizer.ReadableEnd(token));
+        CopyShortText(pkv->m_Value.m_szInline, pch, cch, pchReadableEnd);
     }
     else
     {
         char* pszHeap = (char*)pkv->AllocHeapText(cch + 1);
-        memcpy(pszHeap, token.m_pchText, cch);
+        memcpy(pszHeap, pch, cch);
         pszHeap[cch] = '\0';
         pkv->m_Value.m_pszHeap = pszHeap;
         pkv->m_bHeapString = 1;
         pkv->m_bPooledText = (cch + 1 <= k_cubPooledTextMax);
     }
+    pkv->m_iDataType = KeyValues::TYPE_STRING;
+}
+
+// Escaped text is decoded straight into the value's heap text, sized for the text as
+// written (decoding only shortens it); short texts go through a block on the stack.
+void CKeyValuesReader::SetValueFromEscaped(KeyValues* pkv, const KeyValuesToken_s& token)
+{
+    constexpr uint32 k_cchOnStack = 64;
+    bool bCut;
+    uint32 cchRaw = token.m_cchText;
+    if (cchRaw < k_cchOnStack)
+    {
+        char rgchText[k_cchOnStack];
+        uint32 cch = m_tokenizer.DecodeInPlace(token, rgchText, &bCut);
+        SetValueFromText(pkv, rgchText, cch, rgchText + k_cchOnStack);
+        return;
+    }
+    char* pszHeap = (char*)KeyValues::AllocHeapText(cchRaw + 1);
+    uint32 cch = m_tokenizer.DecodeInPlace(token, pszHeap, &bCut);
+    if (bCut)
+    {
+        // Rare: an unknown escape cut the text short, and what is left reads as any text
+        // does (a number, perhaps).
+        SetValueFromText(pkv, pszHeap, cch, pszHeap + cchRaw + 1);
+        KeyValues::FreeHeapText(pszHeap, cchRaw + 1);
+        return;
+    }
+    pszHeap[cch] = '\0';
+    pkv->m_Value.m_pszHeap = pszHeap;
+    pkv->m_bHeapString = 1;
+    pkv->m_bPooledText = (cchRaw + 1 <= k_cubPooledTextMax);
     pkv->m_iDataType = KeyValues::TYPE_STRING;
 }
 
@@ -343,25 +386,25 @@ CKeyValuesReader::EEntryResult CKeyValuesReader::ReadEntry()
     m_parser.SetKeyAt(nSlot, nSymbol);
 
     bool bAccepted = true;
-    if (!BReadToken(bEscapes, &token))
+    if (!BReadToken(bEscapes, &token, /* bValue */ true))
         return Fail(nullptr, pkvChild);
     if (!token.IsEnd() && token.m_bConditional)
     {
         bAccepted = BEvaluate(token);
-        if (!BReadToken(bEscapes, &token))
+        if (!BReadToken(bEscapes, &token, /* bValue */ true))
             return Fail(nullptr, pkvChild);
     }
     if (token.IsEnd())
         return Fail("RecursiveLoadFromBuffer:  got NULL key", pkvChild);
     if (token.IsUnquoted('='))
     {
-        if (!BReadToken(bEscapes, &token))
+        if (!BReadToken(bEscapes, &token, /* bValue */ true))
             return Fail(nullptr, pkvChild);
         if (!token.IsEnd() && token.m_bConditional)
         {
             // A true conditional on an assignment replaces the earlier key of that name.
             bAccepted = BEvaluate(token);
-            if (!BReadToken(bEscapes, &token))
+            if (!BReadToken(bEscapes, &token, /* bValue */ true))
                 return Fail(nullptr, pkvChild);
             if (bAccepted)
                 DestroyFirstNamed(pkvSection, nSymbol);

@@ -115,7 +115,7 @@ bool CKeyValuesTokenizer::BReadTokenSlow(bool bUseEscapes, KeyValuesToken_s* pTo
 {
     if (bUseEscapes && BReadEscapedWide(pToken))
         return true;
-    *pToken = {nullptr, 0, false, false};
+    *pToken = {nullptr, 0, false, false, false};
     SkipWhiteSpaceAndComments();
     if (m_bGetOverflow || m_pch >= m_pchEnd)
         return true;
@@ -202,18 +202,27 @@ bool CKeyValuesTokenizer::BReadQuoted(bool bUseEscapes, KeyValuesToken_s* pToken
     return BReadQuotedEscaped(bUseEscapes ? m_pEscapes : m_pNoEscapes, pchClose, pToken);
 }
 
-// The quoted token the inline path declined at an escape, decoded in one go when it is
-// the next token and the wide decoder takes it to its closing quote; anything else (an
-// unknown escape, a NUL, the end of the data, a token too long) is left, untouched, to
-// the general path. Texts with paths in them, the common escaped token, take no detours.
-bool CKeyValuesTokenizer::BReadEscapedWide(KeyValuesToken_s* pToken)
+const char* CKeyValuesTokenizer::EscapedQuoteAhead() const
 {
     const char* pchQuote = m_pchScannedQuote;
     const char* pchSpecial = m_pchScannedSpecial;
     if (!m_pWideEscapes || !m_bPlain || !m_bScannedEscapes || !pchQuote || pchSpecial >= m_pchEnd ||
         *pchSpecial != m_chEscape || (uint32)(pchSpecial - pchQuote - 1) > m_cchTokenMax ||
         SkipSpaces(m_pch, m_pchEnd) != pchQuote)
+        return nullptr;
+    return pchQuote;
+}
+
+// The quoted token the inline path declined at an escape, decoded in one go when it is
+// the next token and the wide decoder takes it to its closing quote; anything else (an
+// unknown escape, a NUL, the end of the data, a token too long) is left, untouched, to
+// the general path. Texts with paths in them, the common escaped token, take no detours.
+bool CKeyValuesTokenizer::BReadEscapedWide(KeyValuesToken_s* pToken)
+{
+    const char* pchQuote = EscapedQuoteAhead();
+    if (!pchQuote)
         return false;
+    const char* pchSpecial = m_pchScannedSpecial;
     int cchOut = (int)(pchSpecial - pchQuote - 1);
     memcpy(m_pchTokenBuffer, pchQuote + 1, (size_t)cchOut);
     const char* pch =
@@ -222,8 +231,44 @@ bool CKeyValuesTokenizer::BReadEscapedWide(KeyValuesToken_s* pToken)
         return false;
     m_pchSlowTokenStart = pchQuote;
     m_pch = pch + 1;
-    *pToken = {m_pchTokenBuffer, (uint32)cchOut, true, false};
+    *pToken = {m_pchTokenBuffer, (uint32)cchOut, true, false, false};
     return true;
+}
+
+// The same token left in the document for its reader to decode where the text is to
+// live: a value read through the token buffer is written twice. Only its end is looked
+// for here, a scan for quotes and NULs with no decoding: a quote is escaped when an odd
+// run of escape characters stands before it, for every escape is one character and the
+// escape character escapes itself. A NUL, the end of the data or a token longer than
+// the buffer leaves the token to the general path.
+bool CKeyValuesTokenizer::BReadEscapedInPlace(KeyValuesToken_s* pToken)
+{
+    const char* pchQuote = EscapedQuoteAhead();
+    if (!pchQuote)
+        return false;
+    const char* pch = m_pchScannedSpecial;
+    for (;; ++pch)
+    {
+        pch = m_pWideEscapes->FindQuoteOrNul(pch, m_pchEnd);
+        if (pch >= m_pchEnd || *pch != '"')
+            return false;
+        const char* pchRun = pch; // the opening quote bounds the run
+        while (pchRun[-1] == m_chEscape)
+            --pchRun;
+        if (((pch - pchRun) & 1) == 0)
+            break;
+    }
+    if ((uint32)(pch - pchQuote - 1) > m_cchTokenMax)
+        return false;
+    m_pchSlowTokenStart = pchQuote;
+    m_pch = pch + 1;
+    *pToken = {pchQuote + 1, (uint32)(pch - pchQuote - 1), true, false, true};
+    return true;
+}
+
+uint32 CKeyValuesTokenizer::DecodeInPlace(const KeyValuesToken_s& token, char* pchOut, bool* pbCut) const
+{
+    return m_pWideEscapes->DecodeWhole(token.m_pchText, token.m_pchText + token.m_cchText, pchOut, pbCut);
 }
 
 // Copies plain text into the token buffer 64 bytes a step where the processor allows (see

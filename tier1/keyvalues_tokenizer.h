@@ -24,6 +24,9 @@ struct KeyValuesToken_s
     uint32 m_cchText;      // up to the first NUL, as every terminated use sees it
     bool m_bQuoted;
     bool m_bConditional; // unquoted, with a "[" and a later "]"
+    // Quoted text left as written, escapes and all (m_cchText counts the raw bytes): only
+    // a read that asks for it gets one, and decodes it with DecodeInPlace.
+    bool m_bEscaped;
 
     bool IsEnd() const { return m_pchText == nullptr; }
     bool IsUnquoted(char ch) const { return !m_bQuoted && m_cchText == 1 && m_pchText[0] == ch; }
@@ -137,8 +140,13 @@ public:
 
     void SkipByteOrderMark();
     // Reads one token; false when reading it recorded an error (the token is filled all
-    // the same). Quoted text is unescaped when bUseEscapes is set.
-    bool BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken);
+    // the same). Quoted text is unescaped when bUseEscapes is set; with bMayLeaveEscaped,
+    // a quoted token that needs it may instead come back undecoded (m_bEscaped).
+    bool BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken, bool bMayLeaveEscaped = false);
+    // The text of a token left escaped, into pchOut, which has room for its m_cchText
+    // bytes and gets no more than the text; returns the text's length. An unknown escape
+    // ends the text, as the NUL it stands for would (*pbCut).
+    uint32 DecodeInPlace(const KeyValuesToken_s& token, char* pchOut, bool* pbCut) const;
     // Reads the next token only if it is a conditional; anything else is left for the
     // next BReadToken, unless reading it recorded an error, which consumes it (*pbClean
     // false). Reading it may also reach the end of the input (a quote never closed), so
@@ -292,6 +300,10 @@ private:
         return KeyValuesChars::FindQuotedSpecial(pchQuote + 1, m_pchEnd, EscapeChar(bUseEscapes));
     }
     bool BReadTokenSlow(bool bUseEscapes, KeyValuesToken_s* pToken);
+    // The quote of the token the inline path declined at an escape, when that token is
+    // the next one and the wide decoder is there to take it; else null.
+    const char* EscapedQuoteAhead() const;
+    bool BReadEscapedInPlace(KeyValuesToken_s* pToken);
     bool BReadConditionalSlow(bool bUseEscapes, KeyValuesToken_s* pToken, bool* pbClean);
     void SkipWhiteSpaceAndComments();
     void NoteGetOverflow()
@@ -343,20 +355,21 @@ private:
     bool m_bPlain;       // text mode and no error: the inline path may run
 };
 
-inline bool CKeyValuesTokenizer::BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken)
+inline bool CKeyValuesTokenizer::BReadToken(bool bUseEscapes, KeyValuesToken_s* pToken, bool bMayLeaveEscaped)
 {
     const char* pchClose;
     const char* pchStart = FindSimpleToken(bUseEscapes, &pchClose);
     if (!pchStart)
-        return BReadTokenSlow(bUseEscapes, pToken);
+        return (bUseEscapes && bMayLeaveEscaped && BReadEscapedInPlace(pToken)) ||
+               BReadTokenSlow(bUseEscapes, pToken);
     if (*pchStart == '"')
     {
-        *pToken = {pchStart + 1, (uint32)(pchClose - pchStart - 1), true, false};
+        *pToken = {pchStart + 1, (uint32)(pchClose - pchStart - 1), true, false, false};
         m_pch = pchClose + 1;
     }
     else
     {
-        *pToken = {pchStart, 1, false, false};
+        *pToken = {pchStart, 1, false, false, false};
         m_pch = pchStart + 1;
     }
     return true;

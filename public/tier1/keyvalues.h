@@ -147,7 +147,8 @@ private:
     void AppendChild(KeyValues* pChild);
     void SetInlineOrHeapString(const char* pchText, size_t cchText);
     // Heap text: short blocks from the node pool, long ones from the heap.
-    void* AllocHeapText(size_t cub);
+    static void* AllocHeapText(size_t cub);
+    static void FreeHeapText(void* pText, size_t cub);
     void FreeHeapText();
     const char* StringText() const { return m_bHeapString ? m_Value.m_pszHeap : m_Value.m_szInline; }
     const wchar16* WideText() const { return m_bHeapString ? m_Value.m_pwszHeap : m_Value.m_wszInline; }

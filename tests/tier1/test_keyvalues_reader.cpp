@@ -59,6 +59,14 @@ TEST(KeyValuesReader, EscapesFollowTheEscapeFlag)
                  {"a { k \"cut\\zrest\" }", "a{k=s'cut'}"},
                  {"a { k \"\\\\share\\\\x\" }", "a{k=s'\\share\\x'}"}},
                 true);
+    // What an unknown escape leaves of a text is read as any text is: a number here, in a
+    // short text and in long ones (cut in their first 64 bytes, and in their last).
+    std::string strCutEarly = "a { k \"12\\z" + std::string(100, 'p') + "\" }";
+    std::string strCutLate = "a { k \"" + std::string(70, ' ') + "12\\z\" }";
+    ExpectTrees({{"a { k \"12\\z\" }", "a{k=i12}"},
+                 {strCutEarly.c_str(), "a{k=i12}"},
+                 {strCutLate.c_str(), "a{k=i12}"}},
+                true);
     LoadResult_s result = LoadText("a { k \"x\\", true); // an escape at the very end
     EXPECT_EQ("a{k=s'x'}", DescribeTree(result.m_pkv.get()));
 }
@@ -78,19 +86,27 @@ TEST(KeyValuesReader, EscapesInLongTextsAtEveryOffset)
                       ("a{k=s'" + strPlain + "'}").c_str()}},
                     true);
     }
-    // A top-level name keeps what fits the token buffer.
+    // Past the token buffer, a top-level name keeps what fits; a value is an error, which
+    // ends its section.
     CKeyValuesParser parser(32); // tokens of 31 characters
     parser.SetReportEnabled(false);
-    std::string strText = "\"" + std::string(20, 'p') + "\\\\" + std::string(40, 'q') + "\" { }";
-    CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
-    KV pkv(new KeyValues("x"));
-    pkv->SetUsesEscapeSequences(true, false);
-    CSpewCapture capture;
-    EXPECT_FALSE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
-    EXPECT_STREQ((std::string(20, 'p') + "\\" + std::string(10, 'q')).c_str(), pkv->GetName());
-    std::string strErrors = parser.GetErrorText();
-    EXPECT_EQ(0u, strErrors.find("KeyValues Error:  ReadToken overflow in file o.vdf")) << strErrors;
-    EXPECT_EQ(strErrors.find("overflow"), strErrors.rfind("overflow"));
+    std::string strLong = "\"" + std::string(20, 'p') + "\\\\" + std::string(40, 'q') + "\"";
+    for (bool bValue : {false, true})
+    {
+        std::string strText = bValue ? "a { k " + strLong + " }" : strLong + " { }";
+        CUtlBuffer buf(strText.data(), (int)strText.size(), CUtlBuffer::READ_ONLY | CUtlBuffer::TEXT_BUFFER);
+        KV pkv(new KeyValues("x"));
+        pkv->SetUsesEscapeSequences(true, false);
+        CSpewCapture capture;
+        EXPECT_FALSE(pkv->LoadFromBuffer("o.vdf", buf, &parser));
+        if (!bValue)
+        {
+            EXPECT_STREQ((std::string(20, 'p') + "\\" + std::string(10, 'q')).c_str(), pkv->GetName());
+        }
+        std::string strErrors = parser.GetErrorText();
+        EXPECT_EQ(0u, strErrors.find("KeyValues Error:  ReadToken overflow in file o.vdf")) << strErrors;
+        EXPECT_EQ(strErrors.find("overflow"), strErrors.rfind("overflow"));
+    }
 }
 
 // Random escaped texts up to several hundred bytes, so escapes, escaped quotes, unknown
