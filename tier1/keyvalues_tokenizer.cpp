@@ -229,8 +229,7 @@ bool CKeyValuesTokenizer::BReadEscapedWide(KeyValuesToken_s* pToken)
         m_pWideEscapes->Decode(pchSpecial, m_pchEnd, m_pchTokenBuffer, &cchOut, (int)m_cchTokenMax);
     if (pch >= m_pchEnd || *pch != '"')
         return false;
-    m_pchSlowTokenStart = pchQuote;
-    m_pch = pch + 1;
+    MovePastQuoted(pchQuote, pch);
     *pToken = {m_pchTokenBuffer, (uint32)cchOut, true, false, false};
     return true;
 }
@@ -260,8 +259,7 @@ bool CKeyValuesTokenizer::BReadEscapedInPlace(KeyValuesToken_s* pToken)
     }
     if ((uint32)(pch - pchQuote - 1) > m_cchTokenMax)
         return false;
-    m_pchSlowTokenStart = pchQuote;
-    m_pch = pch + 1;
+    MovePastQuoted(pchQuote, pch);
     *pToken = {pchQuote + 1, (uint32)(pch - pchQuote - 1), true, false, true};
     return true;
 }

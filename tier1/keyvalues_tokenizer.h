@@ -303,6 +303,13 @@ private:
     // The quote of the token the inline path declined at an escape, when that token is
     // the next one and the wide decoder is there to take it; else null.
     const char* EscapedQuoteAhead() const;
+    // The read position past a quoted token the wide path took, from its opening quote to
+    // its closing one.
+    void MovePastQuoted(const char* pchQuote, const char* pchClose)
+    {
+        m_pchSlowTokenStart = pchQuote;
+        m_pch = pchClose + 1;
+    }
     bool BReadEscapedInPlace(KeyValuesToken_s* pToken);
     bool BReadConditionalSlow(bool bUseEscapes, KeyValuesToken_s* pToken, bool* pbClean);
     void SkipWhiteSpaceAndComments();
