@@ -19,7 +19,8 @@ bool CWideEscapeDecoder::BAvailable()
 #if KV_WIDE_ESCAPES
     static const bool s_bAvailable = __builtin_cpu_supports("avx512bw") &&
                                      __builtin_cpu_supports("avx512vbmi") &&
-                                     __builtin_cpu_supports("avx512vbmi2");
+                                     __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi") &&
+                                     __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt");
     return s_bAvailable;
 #else
     return false;
