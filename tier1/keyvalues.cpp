@@ -241,6 +241,13 @@ void KeyValues::FreeHeapText(void* pText, size_t cub)
         free(pText);
 }
 
+void KeyValues::AdoptHeapText(void* pText, size_t cub)
+{
+    m_Value.m_pValue = pText; // narrow or wide: the heap pointers share their place
+    m_bHeapString = 1;
+    m_bPooledText = (cub <= k_cubPooledTextMax);
+}
+
 void KeyValues::FreeHeapText()
 {
     if (m_bPooledText)
@@ -628,9 +635,7 @@ void KeyValues::SetInlineOrHeapString(const char* pchText, size_t cchText)
         memcpy(pszHeap, pchText, cchText);
         pszHeap[cchText] = '\0';
         FreeValue();
-        m_Value.m_pszHeap = pszHeap;
-        m_bHeapString = 1;
-        m_bPooledText = (cchText + 1 <= k_cubPooledTextMax);
+        AdoptHeapText(pszHeap, cchText + 1);
     }
     m_iDataType = TYPE_STRING;
 }
@@ -660,9 +665,7 @@ void KeyValues::SetWString(const wchar16* pwszValue)
         wchar16* pwszHeap = (wchar16*)AllocHeapText(cub);
         memcpy(pwszHeap, pwszValue, cub);
         FreeValue();
-        m_Value.m_pwszHeap = pwszHeap;
-        m_bHeapString = 1;
-        m_bPooledText = (cub <= k_cubPooledTextMax);
+        AdoptHeapText(pwszHeap, cub);
     }
     m_iDataType = TYPE_WSTRING;
 }

@@ -230,12 +230,10 @@ void CKeyValuesReader::SetValueFromText(KeyValues* pkv, const char* pch, uint32 
     }
     else
     {
-        char* pszHeap = (char*)pkv->AllocHeapText(cch + 1);
+        char* pszHeap = (char*)KeyValues::AllocHeapText(cch + 1);
         memcpy(pszHeap, pch, cch);
         pszHeap[cch] = '\0';
-        pkv->m_Value.m_pszHeap = pszHeap;
-        pkv->m_bHeapString = 1;
-        pkv->m_bPooledText = (cch + 1 <= k_cubPooledTextMax);
+        pkv->AdoptHeapText(pszHeap, cch + 1);
     }
     pkv->m_iDataType = KeyValues::TYPE_STRING;
 }
@@ -265,9 +263,7 @@ void CKeyValuesReader::SetValueFromEscaped(KeyValues* pkv, const KeyValuesToken_
         return;
     }
     pszHeap[cch] = '\0';
-    pkv->m_Value.m_pszHeap = pszHeap;
-    pkv->m_bHeapString = 1;
-    pkv->m_bPooledText = (cchRaw + 1 <= k_cubPooledTextMax);
+    pkv->AdoptHeapText(pszHeap, cchRaw + 1);
     pkv->m_iDataType = KeyValues::TYPE_STRING;
 }
 

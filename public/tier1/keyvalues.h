@@ -150,6 +150,9 @@ private:
     static void* AllocHeapText(size_t cub);
     static void FreeHeapText(void* pText, size_t cub);
     void FreeHeapText();
+    // The value's text becomes a block of cub bytes from AllocHeapText (the value must
+    // hold nothing to free; its type is the caller's to set).
+    void AdoptHeapText(void* pText, size_t cub);
     const char* StringText() const { return m_bHeapString ? m_Value.m_pszHeap : m_Value.m_szInline; }
     const wchar16* WideText() const { return m_bHeapString ? m_Value.m_pwszHeap : m_Value.m_wszInline; }
     // The value as a number for the numeric getters; false (and the status) when there is none.
