@@ -52,10 +52,27 @@ constexpr uint32 k_cClasses = 1 + k_cubPooledTextMax / k_cubTextGrain;
 std::atomic<uint64> s_cubHeld{0};
 std::atomic<uint64> s_cubHeldPeak{0};
 
-void* MapChunk()
+#ifndef _WIN32
+// A chunk of a class already in bulk use is about to be filled: its pages are faulted in
+// with one call rather than one trap each, which cost a tenth of reading a document of
+// short pairs. Kernels without the call leave the pages to fault as before.
+char* Populated(char* pch, bool bPopulate)
+{
+#ifdef MADV_POPULATE_WRITE
+    if (bPopulate)
+        madvise(pch, k_cubChunk, MADV_POPULATE_WRITE);
+#else
+    (void)bPopulate;
+#endif
+    return pch;
+}
+#endif
+
+void* MapChunk(bool bPopulate)
 {
 #ifdef _WIN32
     // The system's allocation granularity is 64 KiB: every block starts aligned.
+    (void)bPopulate;
     return VirtualAlloc(nullptr, k_cubChunk, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
 #else
     const int nProt = PROT_READ | PROT_WRITE, nFlags = MAP_PRIVATE | MAP_ANONYMOUS;
@@ -65,7 +82,7 @@ void* MapChunk()
     if (pch == (char*)MAP_FAILED)
         return nullptr;
     if (((uintp)pch & (k_cubChunk - 1)) == 0)
-        return pch;
+        return Populated(pch, bPopulate);
     munmap(pch, k_cubChunk);
     pch = (char*)mmap(nullptr, 2 * k_cubChunk, nProt, nFlags, -1, 0);
     if (pch == (char*)MAP_FAILED)
@@ -74,7 +91,7 @@ void* MapChunk()
     if (pchAligned != pch)
         munmap(pch, (size_t)(pchAligned - pch));
     munmap(pchAligned + k_cubChunk, (size_t)(pch + k_cubChunk - pchAligned));
-    return pchAligned;
+    return Populated(pchAligned, bPopulate);
 #endif
 }
 
@@ -150,7 +167,7 @@ public:
     static Chunk_s* ChunkOf(void* pMem) { return (Chunk_s*)((uintp)pMem & ~(uintp)(k_cubChunk - 1)); }
 
 private:
-    Chunk_s* NewChunk(uint32 cubObject);
+    Chunk_s* NewChunk(uint32 cubObject, bool bPopulate);
     void LinkAvailable(Chunk_s* pChunk);
     void UnlinkAvailable(Chunk_s* pChunk);
     // One object from the first chunk with room, which must exist; under the lock.
@@ -176,9 +193,9 @@ CSlabPool* ShardOfThisThread()
     return s_rgPools[(ulStackMiB * 0x9E3779B97F4A7C15ull) >> (64 - k_nShardBits)];
 }
 
-Chunk_s* CSlabPool::NewChunk(uint32 cubObject)
+Chunk_s* CSlabPool::NewChunk(uint32 cubObject, bool bPopulate)
 {
-    void* pMem = MapChunk();
+    void* pMem = MapChunk(bPopulate);
     AssertFatal(pMem && ((uintp)pMem & (k_cubChunk - 1)) == 0);
     NoteHeld((int64)k_cubChunk);
     Chunk_s* pChunk = new (pMem) Chunk_s{};
@@ -239,8 +256,11 @@ void* CSlabPool::Alloc(uint32 cubObject)
     m_lock.Lock();
     if (!m_pAvailable)
     {
+        // A class that holds chunks already is being filled in bulk; its first chunk may
+        // well serve a handful of objects for the life of the process.
+        bool bInBulkUse = m_cChunks > 0;
         m_lock.Unlock();
-        Chunk_s* pNew = NewChunk(cubObject);
+        Chunk_s* pNew = NewChunk(cubObject, bInBulkUse);
         m_lock.Lock();
         LinkAvailable(pNew);
         ++m_cChunks;
