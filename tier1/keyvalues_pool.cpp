@@ -53,9 +53,9 @@ std::atomic<uint64> s_cubHeld{0};
 std::atomic<uint64> s_cubHeldPeak{0};
 
 #ifndef _WIN32
-// A chunk of a class already in bulk use is about to be filled: its pages are faulted in
-// with one call rather than one trap each, which cost a tenth of reading a document of
-// short pairs. Kernels without the call leave the pages to fault as before.
+// A chunk about to be filled has its pages faulted in with one call rather than one trap
+// a page, which cost a sixth of reading a document of short pairs. Kernels without the
+// call leave the pages to fault as before.
 char* Populated(char* pch, bool bPopulate)
 {
 #ifdef MADV_POPULATE_WRITE
