@@ -53,18 +53,25 @@ std::atomic<uint64> s_cubHeld{0};
 std::atomic<uint64> s_cubHeldPeak{0};
 
 #ifndef _WIN32
-// A chunk about to be filled has its pages faulted in with one call rather than one trap
-// a page, which cost a sixth of reading a document of short pairs. Kernels without the
-// call leave the pages to fault as before.
-char* Populated(char* pch, bool bPopulate)
+// New mappings usually sit right below the last one, so the first try tends to be
+// aligned; otherwise twice the size is mapped and trimmed to the aligned middle.
+char* MapAlignedChunk()
 {
-#ifdef MADV_POPULATE_WRITE
-    if (bPopulate)
-        madvise(pch, k_cubChunk, MADV_POPULATE_WRITE);
-#else
-    (void)bPopulate;
-#endif
-    return pch;
+    const int nProt = PROT_READ | PROT_WRITE, nFlags = MAP_PRIVATE | MAP_ANONYMOUS;
+    char* pch = (char*)mmap(nullptr, k_cubChunk, nProt, nFlags, -1, 0);
+    if (pch == (char*)MAP_FAILED)
+        return nullptr;
+    if (((uintp)pch & (k_cubChunk - 1)) == 0)
+        return pch;
+    munmap(pch, k_cubChunk);
+    pch = (char*)mmap(nullptr, 2 * k_cubChunk, nProt, nFlags, -1, 0);
+    if (pch == (char*)MAP_FAILED)
+        return nullptr;
+    char* pchAligned = (char*)(((uintp)pch + k_cubChunk - 1) & ~(uintp)(k_cubChunk - 1));
+    if (pchAligned != pch)
+        munmap(pch, (size_t)(pchAligned - pch));
+    munmap(pchAligned + k_cubChunk, (size_t)(pch + k_cubChunk - pchAligned));
+    return pchAligned;
 }
 #endif
 
@@ -75,23 +82,17 @@ void* MapChunk(bool bPopulate)
     (void)bPopulate;
     return VirtualAlloc(nullptr, k_cubChunk, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
 #else
-    const int nProt = PROT_READ | PROT_WRITE, nFlags = MAP_PRIVATE | MAP_ANONYMOUS;
-    // New mappings usually sit right below the last one, so the first try tends to be
-    // aligned; otherwise twice the size is mapped and trimmed to the aligned middle.
-    char* pch = (char*)mmap(nullptr, k_cubChunk, nProt, nFlags, -1, 0);
-    if (pch == (char*)MAP_FAILED)
-        return nullptr;
-    if (((uintp)pch & (k_cubChunk - 1)) == 0)
-        return Populated(pch, bPopulate);
-    munmap(pch, k_cubChunk);
-    pch = (char*)mmap(nullptr, 2 * k_cubChunk, nProt, nFlags, -1, 0);
-    if (pch == (char*)MAP_FAILED)
-        return nullptr;
-    char* pchAligned = (char*)(((uintp)pch + k_cubChunk - 1) & ~(uintp)(k_cubChunk - 1));
-    if (pchAligned != pch)
-        munmap(pch, (size_t)(pchAligned - pch));
-    munmap(pchAligned + k_cubChunk, (size_t)(pch + k_cubChunk - pchAligned));
-    return Populated(pchAligned, bPopulate);
+    char* pch = MapAlignedChunk();
+#ifdef MADV_POPULATE_WRITE
+    // A chunk about to be filled has its pages faulted in with one call rather than one
+    // trap a page, which cost a sixth of reading a document of short pairs. Kernels
+    // without the call leave the pages to fault as before.
+    if (pch && bPopulate)
+        madvise(pch, k_cubChunk, MADV_POPULATE_WRITE);
+#else
+    (void)bPopulate;
+#endif
+    return pch;
 #endif
 }
 
